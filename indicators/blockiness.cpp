@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Blockiness: how visible the 8x8 grid of a block-based coder is. The differences just inside the
+// grid borders over those across them, 0 to infinity: near 1 the borders are no sharper than the
+// picture, and the smaller the value, the more the grid stands out. Exactly 1.0 when there is
+// nothing to compare: a flat picture, or one narrower and lower than 16 samples.
+#include "indicators/indicators.h"
+#include "indicators/routine.h"
+#include "tools/arithmetic.h"
+#include "tools/rows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace lumagauge {
+
+namespace {
+
+/// Totals over the border lines of both directions. Line k of a direction's K enters K - k + 1
+/// times, because each line adds the running sum so far: the indicator's definition weighs lines
+/// so.
+struct BorderTotals {
+  std::uint64_t inside = 0;
+  std::uint64_t border = 0;
+};
+
+/// Number of lines 8, 16, ... that have a whole block on either side.
+std::size_t borderLines(std::uint64_t size) {
+  return size < 16 ? 0 : size / BLOCKSIZE - 1;
+}
+
+void addBordersBetweenRows(const Image *luma, BorderTotals &totals) {
+  const std::size_t lines = borderLines(luma->h);
+  for (std::size_t line = 0; line < lines; ++line) {
+    const std::uint8_t *below = luma->data + BLOCKSIZE * (line + 1) * luma->w;
+    const std::uint8_t *last = below - luma->w;
+    totals.inside += (lines - line) * absDifferenceRow(last, last - luma->w, luma->w);
+    totals.border += (lines - line) * absDifferenceRow(last, below, luma->w);
+  }
+}
+
+void addBordersBetweenColumns(const Image *luma, BorderTotals &totals) {
+  const std::size_t lines = borderLines(luma->w);
+  std::vector<std::uint32_t> inside(lines), border(lines);
+  for (std::uint64_t y = 0; lines != 0 && y < luma->h; ++y)
+    columnBordersRow(luma->data + y * luma->w, lines, inside.data(), border.data());
+  for (std::size_t line = 0; line < lines; ++line) {
+    totals.inside += (lines - line) * inside[line];
+    totals.border += (lines - line) * border[line];
+  }
+}
+
+} // namespace
+
+double measureBlockiness(const Image *luma) {
+  BorderTotals totals;
+  addBordersBetweenRows(luma, totals);
+  addBordersBetweenColumns(luma, totals);
+  const double ratio =
+      quotient(static_cast<double>(totals.inside), static_cast<double>(totals.border));
+  return std::isnan(ratio) ? 1.0 : ratio;
+}
+
+void *blockiness(void *luma) {
+  return runRoutine(luma,
+                    [](const Image *picture) { Results.blockiness = measureBlockiness(picture); });
+}
+
+/// Opinion score of a blockiness value, 0 and up.
+double blockToMOS(double blockiness) {
+  return std::max(0.0, (17.86 * blockiness - 10.38) * 0.5);
+}
+
+} // namespace lumagauge

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "indicators/report.h"
+
+namespace lumagauge {
+
+namespace {
+
+constexpr char CONSOLE_HEADER[] =
+    "Frame: \tBlockiness: \tSpatial Activity: \tLetterbox: \tPillarbox: \tBlockloss: \tBlur: "
+    "\t\tTemporalAct: \tBlackout: \tFreezing: \tExposure(bri): \tContrast: \tInterlace: \tNoise: "
+    "\t\tSlice: \t\tFlickering:\n";
+constexpr char FILE_HEADER[] =
+    "Frame: \tBlockiness: \tSA: \tLetterbox: \tPillarbox: \tBlockloss: \tBlur: \tTA: \tBlackout: "
+    "\tFreezing: \tExposure(bri): \tContrast: \tInterlace: \tNoise: \tSlice: \tFlickering:\n";
+
+constexpr char CONSOLE_ROW[] =
+    "%05i \t%-5.5f \t%-5.5f \t\t%-5.5f \t%-5.5f \t%-5.5f \t%-7.3f \t%-5.5f \t%-d \t\t%-d \t\t%-6i "
+    "\t\t%-5.5f \t%-5.5f \t%-8.2f \t%-7.3f \t%-5.5f\n";
+constexpr char FILE_ROW[] =
+    "%05i \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.3f \t%-5.5f \t%-d \t%-d \t%-6i "
+    "\t%-5.5f \t%-5.5f \t%-8.4f \t%-7.3f \t%-5.5f\n";
+
+void printRow(std::FILE *file, const char *format, const FrameRow &row) {
+  const FrameResults &r = row.results;
+  std::fprintf(file, format, row.frame, r.blockiness, r.spatialActivity, r.letterbox, r.pillarbox,
+               r.blockLoss, r.blur, row.temporalActivity, static_cast<int>(r.blackout),
+               static_cast<int>(row.freezing), static_cast<int>(r.exposure), r.contrast,
+               r.interlace, r.noise, r.slice, row.flickering);
+}
+
+} // namespace
+
+void printReportHeaders(std::FILE *resultsFile) {
+  std::fputs(CONSOLE_HEADER, stdout);
+  if (resultsFile != nullptr)
+    std::fputs(FILE_HEADER, resultsFile);
+  else
+    std::puts("\n\n Could not create a log file\n");
+}
+
+void printReportRows(const FrameRow &row, std::FILE *resultsFile) {
+  printRow(stdout, CONSOLE_ROW, row);
+  if (resultsFile != nullptr)
+    printRow(resultsFile, FILE_ROW, row);
+}
+
+} // namespace lumagauge
