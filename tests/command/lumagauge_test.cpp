@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The `lumagauge` command through its executable: reports to the byte, and every way a run can
+// fail.
+#include "tests/support/command.h"
+#include "tests/support/pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+namespace lumagauge::test {
+namespace {
+
+constexpr int WIDTH = 272, HEIGHT = 264, FRAMES = 12;
+constexpr std::size_t FRAME_SIZE = 3 * WIDTH * HEIGHT / 2;
+
+/// One sample of a clip in which every indicator has something to show: bars on top, bottom and
+/// left, ramps, texture, a comb, a lost block, a strip smeared sideways, a flash; frames 5 to 7
+/// stand still and frame 9 is black.
+int sample(int frame, int x, int y) {
+  frame = frame >= 6 && frame <= 8 ? 5 : frame;
+  if (frame == 9 || y < 16 || y >= HEIGHT - 16 || x < 12)
+    return 16;
+  if (x >= 96 && x < 112 && y >= 64 && y < 80)
+    return 250;
+  if (y >= 112 && y < 128)
+    return 40 + y;
+  const int texture = (x * x * 7 + y * y * 13 + x * y + frame * 31) % 23;
+  const int flash = frame % 2 == 1 && x > 200 ? 60 : 0;
+  if (y >= 160 && y < 176)
+    return 60 + (y + frame) % 2 * 90 + texture % 4;
+  const int ramp = x % 64 < 6 ? x % 64 * 18 : 108 - x % 64;
+  return 30 + ramp + texture + flash;
+}
+
+/// Writes the first `bytes` bytes of the clip; chroma is 128 throughout.
+void writeClip(const std::filesystem::path &path, std::size_t bytes = FRAMES * FRAME_SIZE) {
+  std::string clip;
+  for (int frame = 0; frame < FRAMES; ++frame) {
+    const Luma picture = luma(WIDTH, HEIGHT, [=](int x, int y) { return sample(frame, x, y); });
+    clip.append(picture.samples.begin(), picture.samples.end());
+    clip.append(FRAME_SIZE - picture.samples.size(), char(128));
+  }
+  std::ofstream(path, std::ios::binary) << clip.substr(0, bytes);
+}
+
+/// The sign of a NaN is the CPU's own.
+std::string withoutNanSigns(const std::string &text) {
+  return std::regex_replace(text, std::regex("-nan"), "nan ");
+}
+
+class Command : public testing::Test {
+protected:
+  void SetUp() override { writeClip(folder.path / "clip.yuv"); }
+  Outcome lumagauge(const std::string &arguments) { return folder.run(LUMAGAUGE " " + arguments); }
+  std::string resultsFile() { return contents(folder.path / "metricsResultsCSV.csv"); }
+
+  Folder folder;
+};
+
+struct GoldenCase {
+  const char *name; ///< of the files in golden/
+  const char *arguments;
+  const char *environment = "";
+};
+
+TEST_F(Command, ReportsToTheByte) {
+  const std::vector<GoldenCase> cases{
+      {"all", "clip.yuv 272 264"},
+      {"all", "clip.yuv 272x 264.9 0xFFFFFFFF 25 12 0 surplus"},
+      {"all", "clip.yuv 272 264", "LUMAGAUGE_FAIL_THREADS=1 "},
+      {"some", "clip.yuv 272 264 012501 12.5 4 3"},
+      {"freezing_alone", "clip.yuv 272 264 0x100 25 2"},
+      {"past_the_end", "clip.yuv 272 264 0x6C2 25 4 10"},
+  };
+  for (const GoldenCase &c : cases) {
+    SCOPED_TRACE(std::string(c.environment) + c.arguments);
+    const std::string program = *c.environment == 0 ? LUMAGAUGE : LUMAGAUGE_WITH_FAULTS;
+    const Outcome outcome = folder.run(c.environment + program + " " + c.arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string golden = std::string(GOLDEN) + "/" + c.name;
+    if (std::getenv("LUMAGAUGE_WRITE_GOLDEN") != nullptr) { // to be read before it is committed
+      std::ofstream(golden + ".console.txt") << withoutNanSigns(outcome.out);
+      std::ofstream(golden + ".csv") << withoutNanSigns(resultsFile());
+    }
+    EXPECT_EQ(withoutNanSigns(outcome.out), contents(golden + ".console.txt"));
+    EXPECT_EQ(withoutNanSigns(resultsFile()), contents(golden + ".csv"));
+  }
+}
+
+TEST_F(Command, CountsWholeFramesAndShowsShortReads) {
+  writeClip(folder.path / "short.yuv", 5 * FRAME_SIZE / 2);
+  EXPECT_NE(lumagauge("short.yuv 272 264").out.find("Number of Frames = 2, Start Frame = 0\n\n"),
+            std::string::npos);
+  // Frame 1 is only half there: with nothing read before it, the rest is black (0).
+  const std::string half = lumagauge("short.yuv 272 264 0x400 25 1 2").out;
+  std::ofstream(folder.path / "padded.yuv", std::ios::binary)
+      << contents(folder.path / "short.yuv") << std::string(2 * FRAME_SIZE, '\0');
+  const std::string padded = lumagauge("padded.yuv 272 264 0x400 25 1 2").out;
+  EXPECT_EQ(half.substr(half.find("Frame: ")), padded.substr(padded.find("Frame: ")));
+}
+
+struct FailureCase {
+  const char *name;
+  const char *line; ///< of shell; $L is the command, $F the command with faults
+  int status;
+  const char *out; ///< regular expressions for all of each stream
+  const char *err;
+  const char *file = ".*";
+};
+
+TEST_F(Command, FailsWithAMessage) {
+  std::filesystem::create_directory(folder.path / "a_folder");
+  const char *noSize =
+      "lumagauge: unusable picture size: .* at least 1 .* at most 2147483647; .*\n";
+  const char *noSeek = "lumagauge: cannot seek to frame -1 of clip.yuv: Invalid argument\\..*\n";
+  const char *noMemory = "lumagauge: not enough memory .*272 x 264.*\n";
+  const std::vector<FailureCase> cases{
+      {"too few arguments", "$L clip.yuv 272", 255,
+       "Not enough parameters\n\nUsage: .*lumagauge nameOfTheMovie.yuv WIDTH HEIGHT "
+       "\\[RequestedVQIs\\] "
+       "\\[FPS\\] \\[NumberOfFrames\\] \\[startFrame\\],\nwhere parameters in square brackets are "
+       "optional.\n\n",
+       ""},
+      {"missing video before unusable size", "echo old >metricsResultsCSV.csv; $L missing.yuv 0 0",
+       255, "", "Error opening file.\n\n: No such file or directory\n", ""},
+      {"no width", "$L clip.yuv x 264", 255, "", noSize, ""},
+      {"negative height", "$L clip.yuv 272 -264", 255, "", noSize, ""},
+      {"large", "$L clip.yuv 26755 26755", 255, "", noSize, ""},
+      {"width of 2^32", "$L clip.yuv 4294967296 264", 255, "", noSize, ""},
+      {"pipe", "cat clip.yuv | $L /dev/stdin 272 264", 255, "",
+       "lumagauge: cannot seek to the end of /dev/stdin: .* a pipe cannot be sought\\.\n"},
+      {"pipe, frames given", "cat clip.yuv | $L /dev/stdin 272 264 1 25 3", 255,
+       "Video file(.|\n)*Flickering:\n", "lumagauge: cannot seek to frame 0 of /dev/stdin: .*\n"},
+      {"negative start", "$L clip.yuv 272 264 1 25 3 -1", 255, "Video file(.|\n)*Flickering:\n",
+       noSeek},
+      {"negative start, no frames", "$L clip.yuv 272 264 1 25 0 -1", 0,
+       "Video (.|\n)*Flickering:\n\nFile stream closed\n\n", ""},
+      {"end beyond 31 bits", "$L clip.yuv 272 264 1 25 2147483647 5", 0,
+       "Video (.|\n)*Flickering:\n\nFile stream closed\n\n", ""},
+      {"stream error", "$L a_folder 272 264 1 25 3", 255,
+       "Video (.|\n)*Flickering:\nSome error occurred when reading the 0 frame\nByte read = 0, "
+       "Frame size "
+       "= 71808\n\nError code: 21 \nError description: Is a directory \n",
+       ""},
+      {"no memory for the run", "LUMAGAUGE_FAIL_CALLOC=3 $F clip.yuv 272 264", 255, "", noMemory,
+       ""},
+      {"no memory in an indicator", "LUMAGAUGE_FAIL_CALLOC=5 $F clip.yuv 272 264 0xFFF", 255,
+       "Video (.|\n)*Flickering:\n", noMemory},
+      {"no memory on the main thread", "LUMAGAUGE_FAIL_CALLOC=5 $F clip.yuv 272 264 0x4000", 255,
+       "Video (.|\n)*Flickering:\n00000 .*\n", noMemory},
+      {"no results file",
+       "rm -f metricsResultsCSV.csv; mkdir metricsResultsCSV.csv; "
+       "$L clip.yuv 272 264 1 25 1; r=$?; rmdir metricsResultsCSV.csv; (exit $r)",
+       0, "Video (.|\n)*Flickering:\n\n\n Could not create a log file\n\n00000(.|\n)*closed\n\n",
+       ""},
+  };
+  const std::string commands = "L=" LUMAGAUGE "; F=" LUMAGAUGE_WITH_FAULTS "; ";
+  for (const FailureCase &c : cases) {
+    SCOPED_TRACE(c.name);
+    const Outcome outcome = folder.run(commands + c.line);
+    EXPECT_EQ(outcome.status, c.status);
+    EXPECT_TRUE(std::regex_match(outcome.out, std::regex(c.out))) << outcome.out;
+    EXPECT_TRUE(std::regex_match(outcome.err, std::regex(c.err))) << outcome.err;
+    EXPECT_TRUE(*c.file != 0 || resultsFile().empty()) << resultsFile();
+  }
+}
+
+TEST_F(Command, LacksMemoryAsTheSystemGivesIt) {
+  if (INSTRUMENTED)
+    GTEST_SKIP() << "the address space of an instrumented build cannot be limited";
+  const Outcome outcome = folder.run("ulimit -v 400000; " LUMAGAUGE " clip.yuv 26000 26000 1 25 1");
+  EXPECT_EQ(outcome.status, 255);
+  EXPECT_NE(outcome.err.find("not enough memory"), std::string::npos) << outcome.err;
+}
+
+} // namespace
+} // namespace lumagauge::test

@@ -1,0 +1,301 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "tests/support/pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+namespace lumagauge::test {
+namespace {
+
+using Samples = std::vector<std::int32_t>;
+
+TEST(Storage, ZeroedPicturesAreZeroAndEmptyOnesAreHarmless) {
+  const Image32 six = callocImage32(3, 2);
+  EXPECT_EQ(Samples(six.data, six.data + 6), Samples(6, 0));
+  freeImage32(&six);
+  const Image flat = callocImage(0, 7);
+  EXPECT_EQ(flat.h, 7U);
+  freeImage(&flat);
+  const ImageDouble huge = callocImageDouble(1ULL << 40, 1ULL << 20);
+  EXPECT_EQ(huge.data, nullptr);
+}
+
+TEST(Sums, PixelSumsAreSignedAndWide) {
+  constexpr std::int32_t MAX = std::numeric_limits<std::int32_t>::max();
+  const Map mixed(3, 1, {-5, 2, 1}), large(2, 1, {MAX, MAX}), none(5, 0);
+  EXPECT_EQ(sumPixels32(&mixed), -2);
+  EXPECT_EQ(sumPixels32(&large), 2 * std::int64_t{MAX});
+  EXPECT_EQ(sumPixels32(&none), 0);
+}
+
+TEST(Sums, EveryWayToSumBlocksAgrees) {
+  const Luma picture = noisy(20, 21);
+  Map direct(2, 2), integral(20, 21), added(2, 2, {1, 2, 3, 4}), replaced(2, 2, {9, 9, 9, 9});
+  blockSums(&picture, &direct, 8, 8);
+  integrate(&picture, &integral);
+  blockSumsInteg(&integral, &added, 8, 8);
+  blockSumsInteg2(&integral, &replaced, 8, 8);
+  EXPECT_EQ(replaced.samples, direct.samples);
+  for (std::size_t i = 0; i < 4; ++i)
+    EXPECT_EQ(added.samples[i], direct.samples[i] + static_cast<int>(i) + 1);
+  EXPECT_EQ(sumPixels(&picture), sumH(picture.data, 20, 21));
+  EXPECT_EQ(sumPixels(&picture), sumV(picture.data, 20, 21));
+  EXPECT_EQ(sumPixels(&picture), static_cast<std::uint32_t>(integral.samples.back()));
+}
+
+TEST(Sums, BlockSumsAccumulateAndLeaveEdgesOut) {
+  const Luma white = uniform(20, 20, 255);
+  Map sums(2, 2), none(2, 0);
+  for (const int total : {16320, 32640}) {
+    blockSums(&white, &sums, 8, 8);
+    EXPECT_EQ(sums.samples, Samples(4, total));
+  }
+  blockSums(&white, &sums, 8, 0);
+  blockSums(&white, &none, 8, 8);
+  EXPECT_EQ(sums.samples, Samples(4, 32640));
+}
+
+TEST(Edges, RobertsOnSkippedGridIsThatOfTheWholePicture) {
+  const Luma picture = noisy(40, 35);
+  Map fullX(40, 35), fullY(40, 35);
+  roberts(&picture, &fullX, &fullY);
+  for (const auto &[stepX, stepY] : {std::pair{1, 1}, {1, 16}, {16, 1}, {3, 7}}) {
+    Map x(static_cast<std::uint64_t>(40 / stepX), static_cast<std::uint64_t>(35 / stepY));
+    Map y(x.w, x.h);
+    robertsSkip(&picture, &x, &y, stepX, stepY);
+    for (std::size_t i = 0; i < x.samples.size(); ++i) {
+      const std::size_t column = i % x.w, row = i / x.w;
+      const std::size_t at =
+          row * static_cast<std::size_t>(stepY) * 40 + column * static_cast<std::size_t>(stepX);
+      EXPECT_EQ(x.samples[i], row * column == 0 ? 0 : fullX.samples[at]);
+      EXPECT_EQ(y.samples[i], row * column == 0 ? 0 : fullY.samples[at]);
+    }
+  }
+  const Luma small(2, 2, {9, 7, 2, 30});
+  Map x(2, 2, {5, 5, 5, 5}), y(2, 2, {5, 5, 5, 5});
+  roberts(&small, &x, &y);
+  EXPECT_EQ(x.samples, (Samples{0, 0, 0, 9 - 30}));
+  EXPECT_EQ(y.samples, (Samples{0, 0, 0, 7 - 2}));
+}
+
+TEST(Edges, ProductsWrapAndEmptyPicturesWriteNothing) {
+  const Map a(2, 1, {3, 65536}), b(2, 1, {-4, 65536}), empty(0, 5);
+  Map dest(2, 1, {1, 1});
+  addSquares32(&empty, &empty, &dest);
+  EXPECT_EQ(dest.samples, (Samples{1, 1}));
+  multiply(&a, &b, &dest);
+  EXPECT_EQ(dest.samples, (Samples{-12, 0}));
+  addSquares32(&a, &b, &dest);
+  EXPECT_EQ(dest.samples, (Samples{25, 0}));
+  const Luma bytes(2, 1, {255, 3});
+  addSquares(&bytes, &bytes, &dest);
+  EXPECT_EQ(dest.samples, (Samples{130050, 18}));
+}
+
+/// A row of `length` zeros with `level` in the given [start, end) stretches.
+Map rowOfRuns(std::size_t length, const std::vector<std::pair<int, int>> &runs, int level = 8) {
+  Map row(length, 1);
+  for (const auto &[start, end] : runs)
+    std::fill(row.samples.begin() + start, row.samples.begin() + end, level);
+  return row;
+}
+
+struct RunCase {
+  const char *name;
+  std::vector<std::pair<int, int>> runs;
+  Samples counts; ///< in blocks of 40 samples
+};
+
+TEST(Edges, RunsAreCountedWithinBlocksAlongRowsAndColumns) {
+  const std::vector<RunCase> cases{
+      {"one short of the minimum", {{3, 14}}, {0, 0}},
+      {"the minimum", {{3, 15}}, {1, 0}},
+      {"a long one counts once", {{0, 30}}, {1, 0}},
+      {"two", {{0, 12}, {13, 25}}, {2, 0}},
+      {"parted by the block's edge", {{30, 50}}, {0, 0}},
+      {"long enough on one side", {{35, 52}}, {0, 1}},
+      {"right of the last whole block", {{80, 99}}, {0, 0}},
+  };
+  for (const RunCase &c : cases) {
+    SCOPED_TRACE(c.name);
+    Map row = rowOfRuns(100, c.runs);
+    Map across(2, 1), down(1, 2), runs(1, 1);
+    EXPECT_EQ(countSeqsH(&row, &across, 40, 1, 12, 7.5), 0);
+    const Image32 column = makeImage32(1, 100, row.data);
+    EXPECT_EQ(countSeqsV(&column, &down, &runs, 1, 40, 12, 7.5), 0);
+    EXPECT_EQ(across.samples, c.counts);
+    EXPECT_EQ(down.samples, c.counts);
+    EXPECT_EQ(runs.samples, Samples{0});
+    Map atThreshold(2, 1);
+    countSeqsH(&row, &atThreshold, 40, 1, 12, 8.0);
+    EXPECT_EQ(atThreshold.samples, (Samples{0, 0}));
+  }
+  const Map row = rowOfRuns(100, {{30, 50}, {60, 71}, {88, 100}});
+  EXPECT_EQ(tempCountSeqsH(&row, 12, 7.5), 2U);
+  EXPECT_EQ(tempCountSeqsH2(&row, 12, 7.5), 32U);
+}
+
+TEST(Gradients, FirstRowAndColumnAreZeroAndStepsAreSigned) {
+  const Luma step = luma(4, 3, [](int x, int) { return x < 2 ? 255 : 0; });
+  Map x(4, 3), y(4, 3);
+  gradient(&step, &x, &y);
+  EXPECT_EQ(x.samples, (Samples{0, 0, 0, 0, 0, 0, -255, 0, 0, 0, -255, 0}));
+  EXPECT_EQ(y.samples, Samples(12, 0));
+  const Luma any = noisy(9, 7);
+  Map gx(9, 7), gy(9, 7), ax(9, 7), ay(9, 7), sx(9, 7), sy(9, 7), sx2(9, 7), sy2(9, 7);
+  gradient(&any, &gx, &gy);
+  absGradient(&any, &ax, &ay);
+  sobel(&any, &sx, &sy);
+  sobel2(&any, &sx2, &sy2);
+  std::int64_t energy = 0;
+  for (std::size_t i = 0; i < 63; ++i) {
+    EXPECT_EQ(ax.samples[i], std::abs(gx.samples[i]));
+    EXPECT_EQ(ay.samples[i], std::abs(gy.samples[i]));
+    energy +=
+        std::int64_t{sx.samples[i]} * sx.samples[i] + std::int64_t{sy.samples[i]} * sy.samples[i];
+  }
+  EXPECT_EQ(sx.samples, sx2.samples);
+  EXPECT_EQ(sy.samples, sy2.samples);
+  EXPECT_EQ(spatialAct(&any), std::sqrt(static_cast<double>(energy)));
+}
+
+TEST(ToolkitDeathTest, SizesAreAssertedInOrderWithTheFileNamed) {
+  const Luma src = uniform(4, 3, 0);
+  Map fitting(4, 3), wide(5, 3), high(4, 4);
+  const auto report = [](const std::string &size) {
+    return "tools/definitions.*Assertion `src->h == " + size + "->h && src->w == " + size + "->w'";
+  };
+  EXPECT_DEATH(roberts(&src, &high, &wide), report("destX"));
+  EXPECT_DEATH(gradient(&src, &fitting, &wide), report("destY"));
+  EXPECT_DEATH(sobel(&src, &wide, &fitting), report("destX"));
+  EXPECT_DEATH(convU8toI32(&src, &wide), "src->w \\* src->h == dest->w \\*dest->h");
+}
+
+struct DeviationCase {
+  const char *name;
+  Luma block;
+  std::int32_t sum, squares;
+  double deviation;
+};
+
+TEST(Statistics, BlockDeviations) {
+  const auto checker = [](int a, int b) {
+    return [=](int x, int y) { return (x + y) % 2 ? b : a; };
+  };
+  const std::vector<DeviationCase> cases{
+      {"0 and 255", luma(8, 8, checker(0, 255)), 8160, 2080800,
+       std::sqrt((2080800 - 1040400.) / 63)},
+      {"100 and 110", luma(8, 8, checker(100, 110)), 6720, 707200, std::sqrt(1600. / 63)},
+      {"uniform 16x16", uniform(16, 16, 200), 51200, 10240000, 0.0},
+      {"edges left out", luma(9, 9, [](int x, int y) { return x == 8 || y == 8 ? 9 : 0; }), 0, 0,
+       0.0},
+  };
+  for (const DeviationCase &c : cases) {
+    SCOPED_TRACE(c.name);
+    const std::uint64_t side = c.block.w / 8 * 8;
+    Map sums(1, 1), squares(1, 1);
+    Doubles deviations(1, 1);
+    for (const int pass : {1, 2}) {
+      calculateStdDevs(&c.block, &sums, &squares, &deviations, side, side);
+      EXPECT_EQ(sums.samples[0], pass * c.sum);
+      EXPECT_EQ(squares.samples[0], pass * c.squares);
+      EXPECT_TRUE(pass == 2 || deviations.samples[0] == c.deviation);
+    }
+  }
+}
+
+TEST(Statistics, FilterKeepsInsideBlocksAndRefusesWrongSizes) {
+  const Luma strip = noisy(20, 9);
+  Doubles kernel(3, 3), dest(20, 9), higher(20, 10);
+  std::iota(kernel.samples.begin(), kernel.samples.end(), 1.0);
+  EXPECT_EQ(filter(&strip, &dest, &kernel, 0, 8, 8), 0);
+  EXPECT_EQ(filter(&strip, &dest, &kernel, 2, 8, 8), 0);
+  for (std::size_t i = 0; i < dest.samples.size(); ++i) {
+    const std::size_t x = i % 20, y = i / 20;
+    double sum = 0.0;
+    if (x < 16 && x % 8 % 7 != 0 && y >= 1 && y <= 6)
+      for (std::size_t k = 0; k < 9; ++k)
+        sum += strip.samples[(y + k / 3 - 1) * 20 + x + k % 3 - 1] * kernel.samples[k];
+    EXPECT_EQ(dest.samples[i], sum) << x << ", " << y;
+  }
+  const Luma low = uniform(20, 2, 1);
+  Doubles lowDest(20, 2);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(filter(&strip, &higher, &kernel, 1, 8, 8), -1);
+  EXPECT_EQ(filter(&low, &lowDest, &kernel, 1, 8, 2), -1);
+  const Doubles oblong(3, 2);
+  Doubles s(1, 1, {7.0}), q(1, 1, {7.0}), d(1, 1, {7.0});
+  calculateStdDevsDouble_ommitZeros(&dest, &s, &q, &d, &oblong, 8, 8);
+  EXPECT_EQ(d.samples[0] + s.samples[0] + q.samples[0], 21.0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Source and destination images do not match with their size!\n"
+            "Source image is to small for that kernel!\nProvided kernel is not symmetric!");
+}
+
+TEST(Statistics, RingsAreLeftOutByPosition) {
+  Doubles block(8, 8), kernel(3, 3);
+  for (std::size_t i = 0; i < 64; ++i) {
+    const bool ring = i % 8 % 7 == 0 || i / 8 % 7 == 0;
+    block.samples[i] = ring ? 1e9 : (i + i / 8) % 2 == 0 ? 1.0 : -1.0;
+  }
+  Doubles s(1, 1), q(1, 1), d(1, 1);
+  calculateStdDevsDouble_ommitZeros(&block, &s, &q, &d, &kernel, 8, 8);
+  EXPECT_EQ(d.samples[0], std::sqrt(36.0 / 35));
+}
+
+TEST(Arithmetic, MomentsComparisonsAndQuotients) {
+  const Luma four(2, 2, {0, 1, 2, 255});
+  std::int32_t sum = 0;
+  std::int64_t squares = 0;
+  EXPECT_EQ(sumAndSquareSum(&four, &sum, &squares), 258);
+  EXPECT_EQ(sum, 258);
+  EXPECT_EQ(squares, 65030);
+
+  const Luma picture = luma(48, 48, [](int x, int y) { return x % 5 + y % 3 * 4; });
+  Luma below(48, 32), beside(32, 48);
+  compareShifted(&picture, &below, 16 * 48);
+  compareShifted(&picture, &beside, 16);
+  for (std::size_t i = 0; i < 32 * 48; ++i) {
+    const std::uint8_t *above = picture.data + i, *left = picture.data + i / 32 * 48 + i % 32;
+    EXPECT_EQ(below.samples[i], above[0] == above[16 * 48]);
+    EXPECT_EQ(beside.samples[i], left[0] == left[16]);
+  }
+
+  const Doubles numerator(3, 1, {1.0, 0.0, -7.5}), denominator(3, 1, {0.0, 0.0, 2.0});
+  Doubles ratio(3, 1);
+  divideDouble(&numerator, &denominator, &ratio);
+  EXPECT_EQ(ratio.samples[0], std::numeric_limits<double>::infinity());
+  EXPECT_TRUE(std::isnan(ratio.samples[1]));
+  EXPECT_EQ(ratio.samples[2], -3.75);
+  const Map three(1, 1, {3}), two(1, 1, {-2});
+  divide(&three, &two, &ratio);
+  EXPECT_EQ(ratio.samples[0], -1.5);
+}
+
+TEST(Arithmetic, CopiesConversionsAndPrinting) {
+  const Luma bytes(3, 2, {0, 7, 255, 1, 20, 3});
+  Luma copy(3, 2), flatter(6, 1, bytes.samples);
+  onlyCopy(&bytes, &copy);
+  EXPECT_TRUE(areEqual(&bytes, &copy));
+  EXPECT_FALSE(areEqual(&bytes, &flatter));
+  Map wide(3, 2);
+  convU8toI32(&bytes, &wide);
+  wide.samples[0] = -256 + 5;
+  convI32toU8(&wide, &copy);
+  EXPECT_EQ(copy.samples, (std::vector<std::uint8_t>{5, 7, 255, 1, 20, 3}));
+  EXPECT_FALSE(areEqual(&bytes, &copy));
+  Doubles roots(2, 1, {6.25, 0.0});
+  imageSqrt(&roots, &roots);
+  EXPECT_EQ(roots.samples[0], 2.5);
+  testing::internal::CaptureStdout();
+  printRange(&bytes, 1, 0, 2, 2);
+  printRange32(&wide, 0, 0, 2, 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "007 255 \n020 003 \n-251  7  \n");
+}
+
+} // namespace
+} // namespace lumagauge::test
