@@ -4,9 +4,12 @@
 // within less than 4 grey levels. 0 for a picture without a whole block.
 #include "indicators/indicators.h"
 #include "indicators/routine.h"
-#include "tools/working_picture.h"
+#include "tools/rows.h"
 
+#include <algorithm>
 #include <cassert>
+#include <limits>
+#include <vector>
 
 namespace lumagauge {
 
@@ -26,15 +29,23 @@ void minmax(const std::int32_t *values, std::uint64_t size, std::int32_t *min, s
 }
 
 bool measureBlackout(const Image *luma) {
-  WorkingImage32 sums(luma->w / BLOCKSIZE, luma->h / BLOCKSIZE);
-  const std::uint64_t blocks = sums->w * sums->h;
-  if (blocks == 0)
+  const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
+  if (across == 0 || down == 0)
     return false;
-  blockSums(luma, sums, BLOCKSIZE, BLOCKSIZE);
-  std::int32_t darkest = 0, brightest = 0;
-  minmax(sums->data, blocks, &darkest, &brightest);
-  const std::int32_t range = brightest - darkest;
-  return range / static_cast<double>(BLOCKSIZE * BLOCKSIZE) < THRESHOLD_BLACKOUT;
+  constexpr double SAMPLES = BLOCKSIZE * BLOCKSIZE;
+  std::vector<std::uint16_t> sums(across);
+  std::uint16_t darkest = std::numeric_limits<std::uint16_t>::max(), brightest = 0;
+  // The spread only grows, so the first block row that makes it too wide decides.
+  for (std::uint64_t by = 0; by < down; ++by) {
+    rows().blockSums(luma->data + by * BLOCKSIZE * luma->w, luma->w, across, sums.data());
+    for (const std::uint16_t sum : sums) {
+      darkest = std::min(darkest, sum);
+      brightest = std::max(brightest, sum);
+    }
+    if ((brightest - darkest) / SAMPLES >= THRESHOLD_BLACKOUT)
+      return false;
+  }
+  return true;
 }
 
 void *blackout(void *luma) {

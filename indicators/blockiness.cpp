@@ -35,19 +35,19 @@ void addBordersBetweenRows(const Image *luma, BorderTotals &totals) {
   for (std::size_t line = 0; line < lines; ++line) {
     const std::uint8_t *below = luma->data + BLOCKSIZE * (line + 1) * luma->w;
     const std::uint8_t *last = below - luma->w;
-    totals.inside += (lines - line) * absDifferenceRow(last, last - luma->w, luma->w);
-    totals.border += (lines - line) * absDifferenceRow(last, below, luma->w);
+    totals.inside += (lines - line) * rows().absDifference(last, last - luma->w, luma->w);
+    totals.border += (lines - line) * rows().absDifference(last, below, luma->w);
   }
 }
 
 void addBordersBetweenColumns(const Image *luma, BorderTotals &totals) {
   const std::size_t lines = borderLines(luma->w);
-  std::vector<std::uint32_t> inside(lines), border(lines);
+  std::vector<BorderSums> sums(lines);
   for (std::uint64_t y = 0; lines != 0 && y < luma->h; ++y)
-    columnBordersRow(luma->data + y * luma->w, lines, inside.data(), border.data());
+    rows().columnBorders(luma->data + y * luma->w, lines, sums.data());
   for (std::size_t line = 0; line < lines; ++line) {
-    totals.inside += (lines - line) * inside[line];
-    totals.border += (lines - line) * border[line];
+    totals.inside += (lines - line) * sums[line].inside;
+    totals.border += (lines - line) * sums[line].border;
   }
 }
 

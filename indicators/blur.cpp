@@ -6,64 +6,96 @@
 // perceptual blur metric", 2002.
 #include "indicators/indicators.h"
 #include "indicators/routine.h"
-#include "tools/working_picture.h"
+#include "tools/rows.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
-#include <cstdlib>
+#include <cstring>
+#include <vector>
 
 namespace lumagauge {
 
 namespace {
 
 constexpr std::uint64_t BLUR_BLOCKSIZE = 16;
-constexpr double EDGE_FACTOR = 16.0;          ///< times the mean squared horizontal difference
-constexpr double BLOCK_FACTOR = 0.0009765625; ///< of the block's deviation: least step of an edge
+constexpr double EDGE_FACTOR = 16.0; ///< times the mean squared horizontal difference
 
-struct EdgeWidths {
-  std::int32_t edges = 0;
-  std::int32_t width = 0;
-};
-
-/// The maps that an edge is judged by, all of the picture's size.
-struct EdgeMaps {
-  const std::int32_t *gx;
-  const std::int32_t *gy;
-  const std::int32_t *squares; ///< gx squared
-  std::uint64_t w;
-};
-
-/// Whether sample j is a maximum of the squared horizontal difference along its row, where that
-/// difference is not the weaker one, or down its column.
-bool isMaximum(const EdgeMaps &maps, std::uint64_t j) {
-  const std::int32_t *v = maps.squares + j;
-  const auto stride = static_cast<std::ptrdiff_t>(maps.w);
-  const bool alongRow =
-      v[0] > v[1] && v[0] >= v[-1] && std::abs(maps.gx[j]) >= std::abs(maps.gy[j]);
-  return alongRow || (v[0] >= v[-stride] && v[0] > v[stride]);
+/// The least absolute horizontal difference of an edge: the first whose square is above the
+/// threshold; 256 when there is none. The differences of row 0 and column 0 count as zeros in the
+/// mean.
+std::uint32_t leastDifference(const Image *luma) {
+  std::uint64_t energy = 0;
+  for (std::uint64_t y = 1; y < luma->h; ++y) {
+    const std::uint8_t *row = luma->data + y * luma->w;
+    energy += rows().squaredDifference(row + 1, row, luma->w - 1);
+  }
+  const double area = static_cast<double>(luma->w) * static_cast<double>(luma->h);
+  const double threshold = static_cast<double>(energy) / area * EDGE_FACTOR;
+  std::uint32_t least = 1;
+  while (least < 256 && !(least * least > threshold))
+    ++least;
+  return least;
 }
 
-/// Adds the edge at column x of the row that starts at `row`: the run of differences in the edge's
-/// direction above `least`, to the right of x and from x to the left.
-void addEdge(const std::int32_t *row, std::uint64_t w, std::uint64_t x, double least,
-             EdgeWidths &widths) {
-  if (row[x] == 0 && row[x + 1] == 0)
-    return;
-  const bool falling = row[x] < 0 || row[x + 1] < 0;
-  const auto directed = [&](std::uint64_t k) { return falling ? -row[k] : row[k]; };
-  ++widths.edges;
-  if (directed(x + 1) > least && x < w - 2) {
-    std::uint64_t k = x + 1;
-    while (directed(k + 1) > least && k < w - 2)
-      ++k;
-    widths.width += static_cast<std::int32_t>(k - x);
+/// A row of bits with a word of zeros on either side, so that a run may be read across its ends.
+class BitRow {
+public:
+  explicit BitRow(std::uint64_t w) : words((w + 63) / 64 + 2) {}
+  std::uint64_t *data() { return words.data() + 1; }
+  void clear(std::uint64_t x) { data()[x / 64] &= ~(std::uint64_t{1} << x % 64); }
+
+  /// Number of set bits in a row from x on to the right, and from x on to the left.
+  int runRight(std::uint64_t x) const {
+    int run = 0;
+    for (;; x += 64) {
+      const int ones = std::countr_one(window(x));
+      run += ones;
+      if (ones < 64)
+        return run;
+    }
   }
-  if (directed(x) > least && x > 1) {
-    std::uint64_t k = x - 1;
-    while (directed(k) > least && k > 1)
-      --k;
-    widths.width += static_cast<std::int32_t>(x - k);
+  int runLeft(std::uint64_t x) const {
+    int run = 0;
+    for (;; x -= 64) {
+      const int ones = std::countl_one(window(x - 63));
+      run += ones;
+      if (ones < 64)
+        return run;
+    }
   }
+
+private:
+  /// The 64 bits from x on; x may lie up to 64 before the first.
+  std::uint64_t window(std::uint64_t x) const {
+    const std::uint64_t at = x + 64;
+    const std::uint64_t low = words[at / 64] >> at % 64;
+    return at % 64 == 0 ? low : low | words[at / 64 + 1] << (64 - at % 64);
+  }
+
+  std::vector<std::uint64_t> words;
+};
+
+/// Absolute horizontal differences of three neighbouring rows, each with a sample to spare before
+/// it.
+class GradientRows {
+public:
+  explicit GradientRows(std::uint64_t w) : stride(w + 1), samples(3 * stride) {}
+  std::uint8_t *row(std::uint64_t y) { return samples.data() + y % 3 * stride + 1; }
+
+private:
+  std::uint64_t stride;
+  std::vector<std::uint8_t> samples;
+};
+
+/// Width of the edge at column x: the run of steps in its direction to its right and, from x
+/// itself, to its left. An edge falls when it or its right neighbour does.
+int edgeWidth(const std::uint8_t *row, std::uint64_t x, const BitRow &rising,
+              const BitRow &falling) {
+  const bool falls = row[x] < row[x - 1] || row[x + 1] < row[x];
+  const BitRow &steps = falls ? falling : rising;
+  return steps.runRight(x + 1) + steps.runLeft(x);
 }
 
 } // namespace
@@ -72,28 +104,41 @@ double measureBlur(const Image *luma) {
   const std::uint64_t w = luma->w, h = luma->h;
   if (w < BLUR_BLOCKSIZE || h < BLUR_BLOCKSIZE)
     return 0.0;
-  const std::uint64_t across = w / BLUR_BLOCKSIZE, down = h / BLUR_BLOCKSIZE;
-  WorkingImage32 sums(across, down), squareSums(across, down);
-  WorkingImageDouble deviations(across, down);
-  calculateStdDevs(luma, sums, squareSums, deviations, BLUR_BLOCKSIZE, BLUR_BLOCKSIZE);
+  const std::uint32_t least = leastDifference(luma);
+  if (least > 255)
+    return 0.0;
 
-  WorkingImage32 gx(w, h), gy(w, h), squares(w, h);
-  gradient(luma, gx, gy);
-  std::transform(gx->data, gx->data + w * h, squares->data, [](std::int32_t g) { return g * g; });
-  const double threshold = static_cast<double>(sumPixels32(squares)) /
-                           (static_cast<double>(w) * static_cast<double>(h)) * EDGE_FACTOR;
-
-  const EdgeMaps maps{gx->data, gy->data, squares->data, w};
-  EdgeWidths widths;
-  for (std::uint64_t y = 1; y < down * BLUR_BLOCKSIZE - 1; ++y)
-    for (std::uint64_t x = 1; x < across * BLUR_BLOCKSIZE - 1; ++x) {
-      const std::uint64_t j = y * w + x;
-      if (!(squares->data[j] > threshold) || !isMaximum(maps, j))
-        continue;
-      const std::uint64_t block = y / BLUR_BLOCKSIZE * across + x / BLUR_BLOCKSIZE;
-      addEdge(gx->data + y * w, w, x, deviations->data[block] * BLOCK_FACTOR, widths);
-    }
-  return widths.width != 0 ? static_cast<double>(widths.width) / widths.edges : 0.0;
+  // Edges are sought in the whole blocks, less the outermost rows and columns.
+  const std::uint64_t columns = w / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
+  const std::uint64_t lines = h / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
+  GradientRows gradients(w); // row 0 has none
+  rows().absGradient(luma->data + w, w, gradients.row(1));
+  std::vector<std::uint64_t> edges((columns + 63) / 64);
+  BitRow rising(w), falling(w);
+  std::int64_t count = 0, width = 0;
+  for (std::uint64_t y = 1; y < lines - 1; ++y) {
+    const std::uint8_t *row = luma->data + y * w;
+    rows().absGradient(row + w, w, gradients.row(y + 1));
+    const std::uint8_t *const around[3] = {gradients.row(y - 1), gradients.row(y),
+                                           gradients.row(y + 1)};
+    const std::size_t found = rows().edgeColumns(around, row - w, row, columns,
+                                                 static_cast<std::uint8_t>(least), edges.data());
+    if (found == 0)
+      continue;
+    count += static_cast<std::int64_t>(found);
+    // A block's threshold for steps is its deviation / 1024, which stays below 0.125: every step of
+    // at least 1 exceeds it, whatever the block. Runs end before the last column and after
+    // column 1.
+    rows().steps(row, w, rising.data(), falling.data());
+    for (BitRow *steps : {&rising, &falling})
+      for (const std::uint64_t x : {std::uint64_t{1}, w - 1})
+        steps->clear(x);
+    for (std::uint64_t i = 0; i < edges.size(); ++i)
+      for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1)
+        width += edgeWidth(row, 64 * i + static_cast<std::uint64_t>(std::countr_zero(bits)), rising,
+                           falling);
+  }
+  return width != 0 ? static_cast<double>(width) / static_cast<double>(count) : 0.0;
 }
 
 void *blur(void *luma) {

@@ -15,7 +15,7 @@ namespace lumagauge {
 double measureContrast(const Image *luma) {
   // Sums in 64 bits rather than by sumAndSquareSum, whose 32-bit sum overflows beyond 8.4 million
   // samples.
-  const Moments moments = momentsRow(luma->data, luma->w * luma->h);
+  const Moments moments = rows().moments(luma->data, luma->w * luma->h);
   const std::int32_t n = sampleCount32(luma);
   const auto sum = static_cast<double>(moments.sum);
   // The order of these operations decides the last bit, and where a flat picture gives a NaN.

@@ -22,10 +22,8 @@ constexpr std::int32_t LARGEST_SUM = 255 * BLOCKSIZE * BLOCKSIZE;
 
 using ExtremeSums = std::array<std::int32_t, nBlSum>;
 
-/// Puts `sum` at its place in the sorted list, pushing the last one off, if it comes before any.
+/// Puts `sum` at its place in the sorted list, pushing the last one off.
 template <class Before> void insertSorted(ExtremeSums &list, std::int32_t sum, Before before) {
-  if (!before(sum, list.back()))
-    return;
   std::size_t i = nBlSum - 1;
   for (; i > 0 && before(sum, list[i - 1]); --i)
     list[i] = list[i - 1];
@@ -41,14 +39,14 @@ double measureExposure(const Image *luma) {
   // Whole blocks that do not touch the right or bottom edge.
   const std::uint64_t across = luma->w == 0 ? 0 : (luma->w - 1) / BLOCKSIZE;
   const std::uint64_t down = luma->h == 0 ? 0 : (luma->h - 1) / BLOCKSIZE;
-  std::vector<std::int32_t> sums(across);
+  std::vector<std::uint16_t> sums(across);
   for (std::uint64_t by = 0; by < down && across != 0; ++by) {
-    sums.assign(across, 0);
-    for (std::uint64_t y = by * BLOCKSIZE; y < (by + 1) * BLOCKSIZE; ++y)
-      blockSumsRow(luma->data + y * luma->w, across, BLOCKSIZE, sums.data());
+    rows().blockSums(luma->data + by * BLOCKSIZE * luma->w, luma->w, across, sums.data());
     for (const std::int32_t sum : sums) {
-      insertSorted(darkest, sum, std::less<>());
-      insertSorted(brightest, sum, std::greater<>());
+      if (sum < darkest.back())
+        insertSorted(darkest, sum, std::less<>());
+      if (sum > brightest.back())
+        insertSorted(brightest, sum, std::greater<>());
     }
   }
   const auto total = std::accumulate(darkest.begin(), darkest.end(), 0) +

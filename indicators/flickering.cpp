@@ -44,7 +44,7 @@ void calculateFlickering(const Image *current, const Image *previous, Image *cou
     for (std::uint64_t bx = 0; bx < counts->w; ++bx) {
       const std::uint64_t start = y * current->w + bx * side;
       differences->data[y / side * counts->w + bx] += static_cast<double>(
-          absDifferenceRow(current->data + start, previous->data + start, side));
+          rows().absDifference(current->data + start, previous->data + start, side));
     }
   for (std::uint64_t i = 0; i < counts->w * counts->h; ++i) {
     const double mean = differences->data[i] /= side * side;
@@ -59,11 +59,9 @@ void calculateFlickering(const Image *current, const Image *previous, Image *cou
 
 void findChangedBlocks(const Image *current, const Image *previous, Image *changed) {
   for (std::uint64_t by = 0; by < changed->h; ++by) {
-    std::uint8_t *row = changed->data + by * changed->w;
-    std::fill_n(row, changed->w, std::uint8_t{0});
-    for (std::uint64_t y = by * BLOCKSIZE; y < (by + 1) * BLOCKSIZE; ++y)
-      markChangedBlocksRow(current->data + y * current->w, previous->data + y * current->w,
-                           changed->w, row);
+    const std::uint64_t top = by * BLOCKSIZE * current->w;
+    rows().changedBlocks(current->data + top, previous->data + top, current->w, changed->w,
+                         changed->data + by * changed->w);
   }
 }
 

@@ -17,7 +17,7 @@ double measureInterlace(const Image *luma) {
   const std::uint64_t across = luma->w / INTERLACE_BLOCKSIZE, down = luma->h / INTERLACE_BLOCKSIZE;
   std::uint64_t combs = 0;
   for (std::uint64_t by = 0; by < down; ++by)
-    combs += combBlocksRow(luma->data + by * INTERLACE_BLOCKSIZE * luma->w, luma->w, across);
+    combs += rows().combBlocks(luma->data + by * INTERLACE_BLOCKSIZE * luma->w, luma->w, across);
   return quotient(static_cast<double>(combs), static_cast<double>(across * down));
 }
 

@@ -13,7 +13,7 @@ namespace lumagauge {
 namespace {
 
 bool isUniform(const std::uint8_t *row, std::uint32_t w) {
-  return w < 2 || firstDifferenceRow(row, row + 1, w - 1) == w - 1;
+  return w < 2 || rows().firstDifference(row, row + 1, w - 1) == w - 1;
 }
 
 } // namespace

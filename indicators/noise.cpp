@@ -7,29 +7,44 @@
 #include "indicators/indicators.h"
 #include "indicators/routine.h"
 #include "tools/arithmetic.h"
-#include "tools/working_picture.h"
+#include "tools/rows.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
+#include <numeric>
+#include <vector>
 
 namespace lumagauge {
 
 namespace {
 
 constexpr std::int32_t HISTOGRAM_ENTRIES = 128;
-constexpr std::uint32_t GAUSSIAN_MASK_SIZE = 3;
-constexpr std::uint32_t MAX_CONTAINER_WIDTH = 1000; ///< blocks
+
+/// round() of a number that is not negative, without a call.
+std::int32_t roundHalfUp(double value) {
+  const auto whole = static_cast<std::int32_t>(value);
+  return whole + (value - whole >= 0.5);
+}
+
+/// Sample standard deviation of every whole 8x8 block, in raster order.
+std::vector<double> blockDeviations(const Image *luma) {
+  const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
+  std::vector<double> deviations(across * down);
+  for (std::uint64_t by = 0; by < down; ++by)
+    rows().blockDeviations(luma->data + by * BLOCKSIZE * luma->w, luma->w, across,
+                           deviations.data() + by * across);
+  return deviations;
+}
 
 /// The weighted mean bin around the mode of the deviations' histogram, NaN without deviations. The
 /// mode is the bin that first reached the highest count.
-double commonDeviation(const ImageDouble *deviations) {
+double commonDeviation(const std::vector<double> &deviations) {
   std::array<std::uint32_t, HISTOGRAM_ENTRIES> count{};
   std::size_t mode = 0;
-  for (std::uint64_t i = 0; i < deviations->w * deviations->h; ++i) {
-    const auto bin = static_cast<std::size_t>(std::clamp(
-        static_cast<std::int32_t>(std::round(deviations->data[i])), 0, HISTOGRAM_ENTRIES - 1));
+  for (const double deviation : deviations) {
+    const auto bin =
+        static_cast<std::size_t>(std::min(roundHalfUp(deviation), HISTOGRAM_ENTRIES - 1));
     ++count[bin];
     if (count[mode] < count[bin])
       mode = bin;
@@ -41,21 +56,22 @@ double commonDeviation(const ImageDouble *deviations) {
   return quotient(static_cast<double>(weighted), static_cast<double>(total));
 }
 
-/// Copies the blocks at `level` side by side into the container and returns how many there are.
-std::uint32_t chooseBlocks(const Image *luma, const ImageDouble *deviations, double level,
-                           Image *container) {
-  const auto rounded = std::round(level);
-  const bool roundedUp = std::trunc(level) != rounded;
-  std::uint32_t chosen = 0;
-  for (std::uint64_t i = 0; i < deviations->w * deviations->h && chosen < MAX_CONTAINER_WIDTH;
-       ++i) {
-    const double deviation = deviations->data[i];
-    if ((roundedUp ? std::round(deviation) : std::floor(deviation)) != rounded)
+/// Puts the first BLOCK_STRIP blocks at `level` side by side into the strip and returns their
+/// number.
+std::size_t chooseBlocks(const Image *luma, const std::vector<double> &deviations, double level,
+                         std::uint8_t *strip) {
+  const std::int32_t rounded = roundHalfUp(level);
+  const bool roundedUp = static_cast<std::int32_t>(level) != rounded;
+  const std::uint64_t across = luma->w / BLOCKSIZE;
+  std::size_t chosen = 0;
+  for (std::uint64_t i = 0; i < deviations.size() && chosen < BLOCK_STRIP; ++i) {
+    const double deviation = deviations[i];
+    if ((roundedUp ? roundHalfUp(deviation) : static_cast<std::int32_t>(deviation)) != rounded)
       continue;
-    const std::uint64_t x = i % deviations->w * BLOCKSIZE, y = i / deviations->w * BLOCKSIZE;
-    for (std::uint64_t r = 0; r < BLOCKSIZE; ++r)
-      std::copy_n(luma->data + (y + r) * luma->w + x, BLOCKSIZE,
-                  container->data + r * container->w + chosen * BLOCKSIZE);
+    const std::uint8_t *corner =
+        luma->data + i / across * BLOCKSIZE * luma->w + i % across * BLOCKSIZE;
+    for (std::uint64_t k = 0; k < BLOCKSIZE * BLOCKSIZE; ++k)
+      strip[k * BLOCK_STRIP + chosen] = corner[k / BLOCKSIZE * luma->w + k % BLOCKSIZE];
     ++chosen;
   }
   return chosen;
@@ -63,55 +79,32 @@ std::uint32_t chooseBlocks(const Image *luma, const ImageDouble *deviations, dou
 
 /// A 3x3 Gaussian of that sigma. The factor is 1 / (6.28 sigma^2), and the weights are not scaled
 /// to sum 1: both belong to the indicator's definition.
-void fillGaussian(ImageDouble *kernel, std::uint32_t sigma) {
+std::array<double, 9> gaussian(std::uint32_t sigma) {
   const std::uint32_t q = sigma * sigma;
   const double factor = 1.0 / (q * 6.28);
+  std::array<double, 9> kernel;
   for (int i = -1; i <= 1; ++i)
     for (int j = -1; j <= 1; ++j)
-      kernel->data[(i + 1) * 3 + j + 1] =
+      kernel[static_cast<std::size_t>((i + 1) * 3 + j + 1)] =
           std::exp(static_cast<double>(-(i * i + j * j)) / static_cast<double>(2 * q)) * factor;
-}
-
-/// Mean over the container's first n blocks of the deviation of what smoothing takes away. Without
-/// a value when the filter refuses.
-std::optional<double> residualDeviation(const Image *container, std::uint32_t n,
-                                        const ImageDouble *kernel) {
-  WorkingImageDouble smoothed(container->w, container->h);
-  if (filter(container, smoothed, kernel, n, BLOCKSIZE, BLOCKSIZE) != 0) {
-    std::printf("Cannot filter the selected blocks! ");
-    std::puts("Check the string above to see what is the problem.");
-    return std::nullopt;
-  }
-  WorkingImageDouble residual(BLOCKSIZE * n, BLOCKSIZE);
-  for (std::uint64_t y = 0; y < residual->h; ++y)
-    for (std::uint64_t x = 0; x < residual->w; ++x)
-      residual->data[y * residual->w + x] =
-          container->data[y * container->w + x] - smoothed->data[y * smoothed->w + x];
-  WorkingImageDouble sums(n, 1), squareSums(n, 1), deviations(n, 1);
-  calculateStdDevsDouble_ommitZeros(residual, sums, squareSums, deviations, kernel, BLOCKSIZE,
-                                    BLOCKSIZE);
-  double total = 0.0;
-  for (std::uint32_t k = 0; k < n; ++k)
-    total += deviations->data[k];
-  return quotient(total, n);
+  return kernel;
 }
 
 } // namespace
 
 std::optional<double> measureNoise(const Image *luma) {
-  const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
-  WorkingImage32 sums(across, down), squareSums(across, down);
-  WorkingImageDouble deviations(across, down);
-  calculateStdDevs(luma, sums, squareSums, deviations, BLOCKSIZE, BLOCKSIZE);
-
+  const std::vector<double> deviations = blockDeviations(luma);
   const double level = commonDeviation(deviations);
   if (!(level >= 0.5)) // also a NaN
     return std::nullopt;
-  WorkingImage container(MAX_CONTAINER_WIDTH * BLOCKSIZE, BLOCKSIZE);
-  const std::uint32_t n = chooseBlocks(luma, deviations, level, container);
-  WorkingImageDouble kernel(GAUSSIAN_MASK_SIZE, GAUSSIAN_MASK_SIZE);
-  fillGaussian(kernel, static_cast<std::uint32_t>(std::round(level)));
-  return residualDeviation(container, n, kernel);
+  std::vector<std::uint8_t> strip(BLOCKSIZE * BLOCKSIZE * BLOCK_STRIP);
+  const std::size_t n = chooseBlocks(luma, deviations, level, strip.data());
+  const std::array<double, 9> kernel = gaussian(static_cast<std::uint32_t>(roundHalfUp(level)));
+  std::vector<double> residuals(n);
+  rows().residualDeviations(strip.data(), n, kernel.data(), residuals.data());
+  // The order of the blocks decides the sum's last bit.
+  const double total = std::accumulate(residuals.begin(), residuals.end(), 0.0);
+  return quotient(total, static_cast<double>(n));
 }
 
 void *noise(void *luma) {

@@ -29,7 +29,7 @@ double measurePillarbox(const Image *luma) {
     if (h % 2 == 1 && y == h / 2)
       continue;
     const std::uint8_t *row = luma->data + y * w;
-    bars = firstDifferenceRow(row, row + 1, bars);
+    bars = rows().firstDifference(row, row + 1, bars);
   }
   return quotient(static_cast<double>(bars), w / 2);
 }

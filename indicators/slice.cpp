@@ -7,11 +7,9 @@
 #include "indicators/indicators.h"
 #include "indicators/routine.h"
 #include "tools/arithmetic.h"
-#include "tools/working_picture.h"
+#include "tools/rows.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 namespace lumagauge {
 
@@ -19,16 +17,16 @@ namespace {
 
 constexpr std::uint64_t SLICE_BLOCKSIZE = 16;
 
-/// Share of samples in each whole strip of the w x h top left part of the picture that equal the
-/// sample `displacement` further on.
-void matchFractions(const Image *luma, std::uint64_t w, std::uint64_t h, std::uint64_t displacement,
-                    ImageDouble *fractions) {
-  WorkingImage matches(w, h);
-  compareShifted(luma, matches, static_cast<std::int32_t>(displacement));
-  WorkingImage32 sums(1, fractions->h);
-  blockSums(matches, sums, w, SLICE_BLOCKSIZE);
-  for (std::uint64_t i = 0; i < fractions->h; ++i)
-    fractions->data[i] = sums->data[i] / static_cast<double>(SLICE_BLOCKSIZE * w);
+/// Share of the samples of a strip's first w columns that equal the sample `displacement` further
+/// on.
+double matchFraction(const Image *luma, std::uint64_t strip, std::uint64_t w,
+                     std::uint64_t displacement) {
+  std::uint64_t matches = 0;
+  for (std::uint64_t y = strip * SLICE_BLOCKSIZE; y < (strip + 1) * SLICE_BLOCKSIZE; ++y) {
+    const std::uint8_t *row = luma->data + y * luma->w;
+    matches += rows().countEqual(row, row + displacement, w);
+  }
+  return static_cast<double>(matches) / static_cast<double>(SLICE_BLOCKSIZE * w);
 }
 
 } // namespace
@@ -43,21 +41,16 @@ std::optional<double> measureSlice(const Image *luma) {
   if (h < 3 * SLICE_BLOCKSIZE || w <= SLICE_BLOCKSIZE)
     return std::nullopt;
   const std::uint64_t strips = (h - SLICE_BLOCKSIZE) / SLICE_BLOCKSIZE;
-  WorkingImageDouble vertical(1, strips), horizontal(1, h / SLICE_BLOCKSIZE), ratios(1, strips);
-  matchFractions(luma, w, h - SLICE_BLOCKSIZE, SLICE_BLOCKSIZE * w, vertical);
-  matchFractions(luma, w - SLICE_BLOCKSIZE, h, SLICE_BLOCKSIZE, horizontal);
-  divideDouble(vertical, horizontal, ratios);
-
-  // A strip without matches in either direction has no ratio and cannot be ordered among the
-  // others.
-  double *const end = ratios->data + strips;
-  double *const orderedEnd =
-      std::remove_if(ratios->data, end, [](double r) { return std::isnan(r); });
-  if (orderedEnd == ratios->data)
-    return quotient(0.0, 0.0);
-  std::qsort(ratios->data, static_cast<std::size_t>(orderedEnd - ratios->data), sizeof(double),
-             compare_Double_asc);
-  return quotient(1.0, ratios->data[0]);
+  double smallest = quotient(0.0, 0.0); // none yet
+  for (std::uint64_t strip = 0; strip < strips; ++strip) {
+    const double vertical = matchFraction(luma, strip, w, SLICE_BLOCKSIZE * w);
+    const double horizontal = matchFraction(luma, strip, w - SLICE_BLOCKSIZE, SLICE_BLOCKSIZE);
+    const double ratio = quotient(vertical, horizontal);
+    // A strip without matches in either direction has no ratio and is left out.
+    if (!std::isnan(ratio) && !(smallest <= ratio))
+      smallest = ratio;
+  }
+  return quotient(1.0, smallest);
 }
 
 void *slice(void *luma) {

@@ -63,10 +63,10 @@ std::uint64_t sumPixels(const Image *src);
 /// Sum of all samples, each taken as signed; 0 for an empty picture.
 std::int64_t sumPixels32(const Image32 *src);
 
-/// Sum of the `columns` x `rows` samples that lie one after another from `start` (a rectangle of
+/// Sum of the `columns` x `lines` samples that lie one after another from `start` (a rectangle of
 /// full rows), walked along its rows (sumH) or down its columns (sumV). Both give the same value.
-std::uint64_t sumH(const std::uint8_t *start, std::uint64_t columns, std::uint64_t rows);
-std::uint64_t sumV(const std::uint8_t *start, std::uint64_t columns, std::uint64_t rows);
+std::uint64_t sumH(const std::uint8_t *start, std::uint64_t columns, std::uint64_t lines);
+std::uint64_t sumV(const std::uint8_t *start, std::uint64_t columns, std::uint64_t lines);
 
 /// Adds to every sample (bx, by) of `dest` the sum of the bw x bh samples of `src` in that block,
 /// modulo 2^32. `dest` says how many blocks there are; dest->w * bw <= src->w, dest->h * bh <=

@@ -14,14 +14,14 @@ double spatialAct(const Image *src) {
   std::uint64_t energy = 0;
   for (std::uint64_t y = 1; y + 1 < src->h; ++y) {
     const std::uint8_t *row = src->data + y * w;
-    energy += sobelEnergyRow(row - w, row, row + w, w);
+    energy += rows().sobelEnergy(row - w, row, row + w, w);
   }
   return std::sqrt(static_cast<double>(energy));
 }
 
 double temporalAct(const Image *current, const Image *previous) {
   return std::sqrt(static_cast<double>(
-      squaredDifferenceRow(current->data, previous->data, current->w * current->h)));
+      rows().squaredDifference(current->data, previous->data, current->w * current->h)));
 }
 
 } // namespace lumagauge

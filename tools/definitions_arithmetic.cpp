@@ -13,7 +13,7 @@ namespace lumagauge {
 
 std::int32_t sumAndSquareSum(const Image *src, std::int32_t *sum, std::int64_t *squareSum) {
   const std::int32_t n = sampleCount32(src);
-  const Moments moments = momentsRow(src->data, static_cast<std::size_t>(std::max(n, 0)));
+  const Moments moments = rows().moments(src->data, static_cast<std::size_t>(std::max(n, 0)));
   *sum = static_cast<std::int32_t>(static_cast<std::uint32_t>(moments.sum));
   *squareSum = static_cast<std::int64_t>(moments.squares);
   return *sum;
@@ -22,7 +22,8 @@ std::int32_t sumAndSquareSum(const Image *src, std::int32_t *sum, std::int64_t *
 void compareShifted(const Image *src, Image *dest, std::int32_t displacement) {
   for (std::uint64_t y = 0; y < dest->h; ++y) {
     const std::uint8_t *row = src->data + y * src->w;
-    equalRow(row, row + displacement, dest->data + y * dest->w, dest->w);
+    std::transform(row, row + dest->w, row + displacement, dest->data + y * dest->w,
+                   [](std::uint8_t a, std::uint8_t b) { return std::uint8_t{a == b}; });
   }
 }
 
@@ -78,8 +79,8 @@ namespace {
 
 template <class Picture>
 void printSamples(const Picture *src, std::uint64_t x, std::uint64_t y, std::uint64_t columns,
-                  std::uint64_t rows, const char *format) {
-  for (std::uint64_t j = y; j < y + rows; ++j) {
+                  std::uint64_t lines, const char *format) {
+  for (std::uint64_t j = y; j < y + lines; ++j) {
     for (std::uint64_t i = x; i < x + columns; ++i)
       std::printf(format, src->data[j * src->w + i]);
     std::printf("\n");
@@ -89,13 +90,13 @@ void printSamples(const Picture *src, std::uint64_t x, std::uint64_t y, std::uin
 } // namespace
 
 void printRange(const Image *src, std::uint64_t x, std::uint64_t y, std::uint64_t columns,
-                std::uint64_t rows) {
-  printSamples(src, x, y, columns, rows, "%03i ");
+                std::uint64_t lines) {
+  printSamples(src, x, y, columns, lines, "%03i ");
 }
 
 void printRange32(const Image32 *src, std::uint64_t x, std::uint64_t y, std::uint64_t columns,
-                  std::uint64_t rows) {
-  printSamples(src, x, y, columns, rows, "%i  ");
+                  std::uint64_t lines) {
+  printSamples(src, x, y, columns, lines, "%i  ");
 }
 
 } // namespace lumagauge

@@ -2,7 +2,6 @@
 #include "tools/definitions.h"
 
 #include "tools/arithmetic.h"
-#include "tools/rows.h"
 
 #include <algorithm>
 #include <cassert>
@@ -17,9 +16,16 @@ void roberts(const Image *src, Image32 *destX, Image32 *destY) {
     return;
   std::fill_n(destX->data, w, 0);
   std::fill_n(destY->data, w, 0);
-  for (std::uint64_t y = 1; y < src->h; ++y)
-    robertsRow(src->data + (y - 1) * w, src->data + y * w, w, destX->data + y * w,
-               destY->data + y * w);
+  for (std::uint64_t y = 1; y < src->h; ++y) {
+    const std::uint8_t *row = src->data + y * w;
+    const std::uint8_t *above = row - w;
+    std::int32_t *outX = destX->data + y * w;
+    std::int32_t *outY = destY->data + y * w;
+    for (std::uint64_t x = 0; x < w; ++x) {
+      outX[x] = x == 0 ? 0 : above[x - 1] - row[x];
+      outY[x] = x == 0 ? 0 : above[x] - row[x - 1];
+    }
+  }
 }
 
 void robertsSkip(const Image *src, Image32 *destX, Image32 *destY, std::int32_t stepX,

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "tools/definitions.h"
 
-#include "tools/rows.h"
-
 #include <algorithm>
 #include <cassert>
 #include <cstdlib>
@@ -17,9 +15,16 @@ void gradient(const Image *src, Image32 *destX, Image32 *destY) {
     return;
   std::fill_n(destX->data, w, 0);
   std::fill_n(destY->data, w, 0);
-  for (std::uint64_t y = 1; y < src->h; ++y)
-    gradientRow(src->data + (y - 1) * w, src->data + y * w, w, destX->data + y * w,
-                destY->data + y * w);
+  for (std::uint64_t y = 1; y < src->h; ++y) {
+    const std::uint8_t *row = src->data + y * w;
+    const std::uint8_t *above = row - w;
+    std::int32_t *outX = destX->data + y * w;
+    std::int32_t *outY = destY->data + y * w;
+    for (std::uint64_t x = 0; x < w; ++x) {
+      outX[x] = x == 0 ? 0 : row[x] - row[x - 1];
+      outY[x] = x == 0 ? 0 : row[x] - above[x];
+    }
+  }
 }
 
 void absGradient(const Image *src, Image32 *destX, Image32 *destY) {

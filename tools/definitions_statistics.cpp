@@ -2,7 +2,6 @@
 #include "tools/definitions.h"
 
 #include "tools/arithmetic.h"
-#include "tools/rows.h"
 
 #include <cmath>
 #include <cstdio>
@@ -26,7 +25,11 @@ void calculateStdDevs(const Image *src, Image32 *sums, Image32 *squareSums, Imag
     std::int32_t *sum = sums->data + by * across;
     std::int32_t *squareSum = squareSums->data + by * across;
     for (std::uint64_t y = by * bh; y < (by + 1) * bh; ++y)
-      blockMomentsRow(src->data + y * src->w, across, bw, sum, squareSum);
+      for (std::uint64_t x = 0; x < across * bw; ++x) {
+        const std::int32_t p = src->data[y * src->w + x];
+        sum[x / bw] = wrappingAdd(sum[x / bw], p);
+        squareSum[x / bw] = wrappingAdd(squareSum[x / bw], p * p);
+      }
     for (std::uint64_t bx = 0; bx < across; ++bx)
       deviations->data[by * across + bx] = sampleDeviation(sum[bx], squareSum[bx], n);
   }

@@ -5,11 +5,12 @@
 #include "tools/rows.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace lumagauge {
 
 std::uint64_t sumPixels(const Image *src) {
-  return sumRow(src->data, src->w * src->h);
+  return rows().moments(src->data, src->w * src->h).sum;
 }
 
 std::int64_t sumPixels32(const Image32 *src) {
@@ -19,17 +20,17 @@ std::int64_t sumPixels32(const Image32 *src) {
   return sum;
 }
 
-std::uint64_t sumH(const std::uint8_t *start, std::uint64_t columns, std::uint64_t rows) {
+std::uint64_t sumH(const std::uint8_t *start, std::uint64_t columns, std::uint64_t lines) {
   std::uint64_t sum = 0;
-  for (std::uint64_t y = 0; y < rows; ++y)
-    sum += sumRow(start + y * columns, columns);
+  for (std::uint64_t y = 0; y < lines; ++y)
+    sum += rows().moments(start + y * columns, columns).sum;
   return sum;
 }
 
-std::uint64_t sumV(const std::uint8_t *start, std::uint64_t columns, std::uint64_t rows) {
+std::uint64_t sumV(const std::uint8_t *start, std::uint64_t columns, std::uint64_t lines) {
   std::uint64_t sum = 0;
   for (std::uint64_t x = 0; x < columns; ++x)
-    for (std::uint64_t y = 0; y < rows; ++y)
+    for (std::uint64_t y = 0; y < lines; ++y)
       sum += start[y * columns + x];
   return sum;
 }
@@ -37,8 +38,12 @@ std::uint64_t sumV(const std::uint8_t *start, std::uint64_t columns, std::uint64
 void blockSums(const Image *src, Image32 *dest, std::uint64_t bw, std::uint64_t bh) {
   if (dest->h == 0 || bh == 0)
     return;
-  for (std::uint64_t y = 0; y < dest->h * bh; ++y)
-    blockSumsRow(src->data + y * src->w, dest->w, bw, dest->data + y / bh * dest->w);
+  for (std::uint64_t y = 0; y < dest->h * bh; ++y) {
+    const std::uint8_t *row = src->data + y * src->w;
+    std::int32_t *sums = dest->data + y / bh * dest->w;
+    for (std::uint64_t bx = 0; bx < dest->w; ++bx)
+      sums[bx] = std::accumulate(row + bx * bw, row + (bx + 1) * bw, sums[bx], wrappingAdd);
+  }
 }
 
 void integrate(const Image *src, Image32 *dest) {

@@ -1,66 +1,125 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Row operations: the inner loops of the toolkit and of the indicators. Each works on one row, or
-// on the few rows named, of n (or w) samples; pointers need no alignment. They write exactly the
-// samples they name and read no others. Integer results are exact; 32-bit outputs wrap modulo 2^32.
+// Row operations: the inner loops of the indicators. Each works on one row of n (or w) samples, or
+// on the few rows named; pointers need no alignment. An operation reads and writes exactly the
+// samples that it names. Every form of an operation gives the same bits.
+//
+// The plain form (rows.cpp) is what an operation means. rows_simd.cpp has the same operations with
+// vectors, compiled for every width that CPUs offer; rows() is the best form for the CPU at hand.
 #ifndef LUMAGAUGE_TOOLS_ROWS_H
 #define LUMAGAUGE_TOOLS_ROWS_H
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
+#include <vector>
 
 namespace lumagauge {
 
-/// Sum and sum of squares of some samples. Exact for rows of up to 2^48 samples.
+/// Sum and sum of squares of some samples.
 struct Moments {
   std::uint64_t sum;
   std::uint64_t squares;
 };
 
-std::uint64_t sumRow(const std::uint8_t *row, std::size_t n);
-Moments momentsRow(const std::uint8_t *row, std::size_t n);
+/// Sums of differences just inside and across one border line.
+struct BorderSums {
+  std::uint32_t inside;
+  std::uint32_t border;
+};
 
-/// Sum of |a[i] - b[i]|, and of (a[i] - b[i])^2.
-std::uint64_t absDifferenceRow(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
-std::uint64_t squaredDifferenceRow(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+/// The two samples on either side of a column boundary.
+struct BoundaryPair {
+  std::uint8_t left;
+  std::uint8_t right;
+};
 
-/// Sum of Gx^2 + Gy^2 of the Sobel operator over columns 1..w-2 of `row`; 0 when w < 3.
-std::uint64_t sobelEnergyRow(const std::uint8_t *above, const std::uint8_t *row,
-                             const std::uint8_t *below, std::size_t w);
+/// Samples of 8x8 blocks, side by side: sample (x, y) of block i is at [(8 * y + x) * BLOCK_STRIP +
+/// i].
+constexpr std::size_t BLOCK_STRIP = 1000;
 
-/// dest[i] = 1 where a[i] equals b[i], else 0.
-void equalRow(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *dest, std::size_t n);
-/// The first i at which a[i] and b[i] differ, n when none does.
-std::size_t firstDifferenceRow(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+struct RowOperations {
+  const char *form; ///< "plain", or the vector instructions by their usual name
 
-/// Adds the sum (and the sum of squares) of each of the `blocks` stretches of bw samples to sums[b]
-/// (and squares[b]).
-void blockSumsRow(const std::uint8_t *row, std::size_t blocks, std::size_t bw, std::int32_t *sums);
-void blockMomentsRow(const std::uint8_t *row, std::size_t blocks, std::size_t bw,
-                     std::int32_t *sums, std::int32_t *squares);
+  // --- Sums and comparisons of whole rows
 
-/// Backward differences of `row`: destX[x] = row[x] - row[x-1], destY[x] = row[x] - above[x];
-/// column 0 of both is 0.
-void gradientRow(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
-                 std::int32_t *destX, std::int32_t *destY);
-/// Roberts cross differences of `row`: destX[x] = above[x-1] - row[x], destY[x] = above[x] -
-/// row[x-1]; column 0 of both is 0.
-void robertsRow(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
-                std::int32_t *destX, std::int32_t *destY);
+  Moments (*moments)(const std::uint8_t *row, std::size_t n);
+  /// Sum of |a[i] - b[i]|, and of (a[i] - b[i])^2.
+  std::uint64_t (*absDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  std::uint64_t (*squaredDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  /// The number of i at which a[i] equals b[i].
+  std::size_t (*countEqual)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  /// The first i at which a[i] and b[i] differ, n when none does.
+  std::size_t (*firstDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  /// Sum of Gx^2 + Gy^2 of the Sobel operator over columns 1..w-2 of `row`; 0 when w < 3.
+  std::uint64_t (*sobelEnergy)(const std::uint8_t *above, const std::uint8_t *row,
+                               const std::uint8_t *below, std::size_t w);
 
-/// Number of comb blocks among the `blocks` stretches of four columns in the four rows that start
-/// `stride` samples apart: blocks whose every column goes strictly up, down, up or down, up, down.
-std::size_t combBlocksRow(const std::uint8_t *top, std::size_t stride, std::size_t blocks);
+  // --- Blocks along a row; `top` is the first row of the blocks, the others follow `stride`
+  // samples apart
 
-/// For the border left of each of the columns 8, 16, ..., 8 * borders: adds |row[c-1] - row[c-2]|
-/// to inside[i] and |row[c-1] - row[c]| to border[i], i = 0 for column 8.
-void columnBordersRow(const std::uint8_t *row, std::size_t borders, std::uint32_t *inside,
-                      std::uint32_t *border);
+  /// sums[i] = sum of the 64 samples of the 8x8 block i.
+  void (*blockSums)(const std::uint8_t *top, std::size_t stride, std::size_t blocks,
+                    std::uint16_t *sums);
+  /// deviations[i] = sample standard deviation of the 8x8 block i, sqrt((Q - S * S / 64) / 63) of
+  /// its sum S and square sum Q.
+  void (*blockDeviations)(const std::uint8_t *top, std::size_t stride, std::size_t blocks,
+                          double *deviations);
+  /// changed[i] = 1 where the 8x8 blocks i of two pictures of one stride differ, else 0.
+  void (*changedBlocks)(const std::uint8_t *topA, const std::uint8_t *topB, std::size_t stride,
+                        std::size_t blocks, std::uint8_t *changed);
+  /// Number of 4x4 blocks whose every column goes strictly up, down, up or down, up, down.
+  std::size_t (*combBlocks)(const std::uint8_t *top, std::size_t stride, std::size_t blocks);
+  /// For the border left of each of the columns c = 8, 16, ..., 8 * borders: adds |row[c-1] -
+  /// row[c-2]| to sums[c / 8 - 1].inside and |row[c-1] - row[c]| to its .border, modulo 2^32.
+  void (*columnBorders)(const std::uint8_t *row, std::size_t borders, BorderSums *sums);
 
-/// Sets changed[b] to 1 where any of the eight samples of block b differs; leaves the others as
-/// they are.
-void markChangedBlocksRow(const std::uint8_t *a, const std::uint8_t *b, std::size_t blocks,
-                          std::uint8_t *changed);
+  // --- Edges; a row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the
+  // word's end
+
+  /// gradient[x] = |row[x] - row[x-1]|, and 0 for x = 0.
+  void (*absGradient)(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient);
+  /// Bits of the columns 1..w-2 at which g = gradient[x] is at least `least` and a maximum: along
+  /// the row (above its right neighbour, at least its left one and at least |row[x] - above[x]|) or
+  /// down the column (at least gradientAbove[x], above gradientBelow[x]). Returns their number.
+  std::size_t (*edgeColumns)(const std::uint8_t *const gradients[3], const std::uint8_t *above,
+                             const std::uint8_t *row, std::size_t w, std::uint8_t least,
+                             std::uint64_t *edges);
+  /// Bits of the columns at which row[x] is above (rising) or below (falling) row[x-1]; 0 for x =
+  /// 0.
+  void (*steps)(const std::uint8_t *row, std::size_t w, std::uint64_t *rising,
+                std::uint64_t *falling);
+  /// Bits of the columns from 1 on at which the squared magnitude of the Roberts cross,
+  /// (above[x-1] - row[x])^2 + (above[x] - row[x-1])^2, is at least `least`.
+  void (*strongCrosses)(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
+                        std::int32_t least, std::uint64_t *strong);
+  /// The same across n column boundaries: runs[i] counts the rows in a row at which boundary i is
+  /// strong, and counts[i] goes up by 1 when it reaches `minimum`.
+  void (*boundaryRuns)(const BoundaryPair *above, const BoundaryPair *row, std::size_t n,
+                       std::int32_t least, std::int32_t minimum, std::int32_t *runs,
+                       std::int32_t *counts);
+
+  // --- Noise
+
+  /// For each of n <= BLOCK_STRIP blocks: correlates its samples with the 3x3 kernel (products
+  /// added in row-major order, from 0.0) at its inner 6x6 positions, and stores the sample standard
+  /// deviation of sample minus correlation over those positions, summed in raster order.
+  void (*residualDeviations)(const std::uint8_t *strip, std::size_t n, const double kernel[9],
+                             double *deviations);
+};
+
+const RowOperations &plainRows();
+
+/// The form in use: the best that this CPU runs, found once.
+const RowOperations &rows();
+
+/// The forms that this build has and this CPU runs, the plain one first.
+std::vector<const RowOperations *> availableRows();
+/// Names of all forms in this build.
+std::vector<std::string_view> builtForms();
+/// For tests and benchmarks, before anything is measured: makes rows() the form of that name.
+/// False, with nothing changed, when the build or the CPU lacks it.
+bool useRows(std::string_view form);
 
 } // namespace lumagauge
 

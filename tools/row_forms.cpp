@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Which form of the row operations is used.
+#include "tools/rows.h"
+
+#ifdef LUMAGAUGE_HAS_HIGHWAY
+#include "tools/rows_simd.h"
+#endif
+
+#include <atomic>
+
+namespace lumagauge {
+
+namespace {
+
+struct Form {
+  const RowOperations *operations;
+  bool supported;
+};
+
+/// All forms in this build, the plain one first and then from best to least.
+std::vector<Form> allForms() {
+  std::vector<Form> forms{{&plainRows(), true}};
+#ifdef LUMAGAUGE_HAS_HIGHWAY
+  for (const VectorForm &form : vectorForms())
+    forms.push_back({form.operations, form.supported});
+#endif
+  return forms;
+}
+
+std::atomic<const RowOperations *> &formInUse() {
+  static std::atomic<const RowOperations *> form = [] {
+    const std::vector<const RowOperations *> forms = availableRows();
+    return forms.size() > 1 ? forms[1] : forms[0];
+  }();
+  return form;
+}
+
+} // namespace
+
+const RowOperations &rows() {
+  return *formInUse().load(std::memory_order_relaxed);
+}
+
+std::vector<const RowOperations *> availableRows() {
+  std::vector<const RowOperations *> available;
+  for (const Form &form : allForms())
+    if (form.supported)
+      available.push_back(form.operations);
+  return available;
+}
+
+std::vector<std::string_view> builtForms() {
+  std::vector<std::string_view> names;
+  for (const Form &form : allForms())
+    names.emplace_back(form.operations->form);
+  return names;
+}
+
+bool useRows(std::string_view form) {
+  for (const RowOperations *candidate : availableRows())
+    if (candidate->form == form) {
+      formInUse() = candidate;
+      return true;
+    }
+  return false;
+}
+
+} // namespace lumagauge
