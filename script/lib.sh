@@ -18,14 +18,15 @@ build_directory() {
   cmake --build "$ROOT/$folder" --parallel "$(nproc)"
 }
 
-# run_tests PRESET [ctest argument...]: runs the tests of a preset and ends with CTest's summary.
+# run_tests FOLDER [ctest argument...]: runs the tests built there and ends with CTest's summary.
 # The sanitizers of g++ 12 stop at start where the kernel moves mappings further than they reckon
 # with, so addresses are left unrandomised where the system lets us.
 run_tests() {
-  local preset=$1 fixed_addresses=()
+  local folder=$1 fixed_addresses=()
   shift
   if setarch --addr-no-randomize true 2>/dev/null; then
     fixed_addresses=(setarch --addr-no-randomize)
   fi
-  (cd "$ROOT" && "${fixed_addresses[@]}" ctest --preset "$preset" --parallel "$(nproc)" "$@")
+  "${fixed_addresses[@]}" ctest --test-dir "$ROOT/$folder" --output-on-failure --no-tests=error \
+    --parallel "$(nproc)" "$@"
 }
