@@ -1,0 +1,32 @@
+# shellcheck shell=bash
+# What the scripts of this folder share; they source it first.
+set -euo pipefail
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+say() { printf '\n== %s\n' "$*"; }
+fail() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# build_directory PRESET FOLDER [cmake option...]: configures and builds FOLDER with all CPUs.
+build_directory() {
+  local preset=$1 folder=$2
+  shift 2
+  (cd "$ROOT" && cmake --preset "$preset" -B "$folder" "$@")
+  cmake --build "$ROOT/$folder" --parallel "$(nproc)"
+}
+
+# run_tests FOLDER [ctest argument...]: runs the tests built there and ends with CTest's summary.
+# The sanitizers of g++ 12 stop at start where the kernel moves mappings further than they reckon
+# with, so addresses are left unrandomised where the system lets us.
+run_tests() {
+  local folder=$1 fixed_addresses=()
+  shift
+  if setarch --addr-no-randomize true 2>/dev/null; then
+    fixed_addresses=(setarch --addr-no-randomize)
+  fi
+  "${fixed_addresses[@]}" ctest --test-dir "$ROOT/$folder" --output-on-failure --no-tests=error \
+    --parallel "$(nproc)" "$@"
+}
