@@ -1,22 +1,42 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Linked in front of the command's own sources (-Wl,--wrap): makes the calls fail that a test asks
-// for. LUMAGAUGE_FAIL_CALLOC=N: the N-th zero-filled allocation and all later ones return null.
+// Linked in front of the command's own sources (-Wl,--wrap): makes the calls fail that a test asks for.
+// LUMAGAUGE_FAIL_MEMORY=N: from the first zero-filled allocation on, the N-th of any kind and all later
+// ones fail. (Libraries allocate before main.)
 // LUMAGAUGE_FAIL_THREADS=1: no thread can be created.
 #include <pthread.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<int> calls{0};
+
+bool memoryIsToFail() {
+  const char *first = std::getenv("LUMAGAUGE_FAIL_MEMORY");
+  return first != nullptr && calls != 0 && calls++ >= std::atoi(first);
+}
+
+} // namespace
+
+void *operator new(std::size_t size) {
+  void *memory = memoryIsToFail() ? nullptr : std::malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void *memory) noexcept { std::free(memory); }
+void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
 
 extern "C" {
 void *__real_calloc(std::size_t count, std::size_t size);
 int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
 
 void *__wrap_calloc(std::size_t count, std::size_t size) {
-  static std::atomic<int> calls{0};
-  const char *first = std::getenv("LUMAGAUGE_FAIL_CALLOC");
-  return first != nullptr && ++calls >= std::atoi(first) ? nullptr : __real_calloc(count, size);
+  int none = 0;
+  calls.compare_exchange_strong(none, 1);
+  return memoryIsToFail() ? nullptr : __real_calloc(count, size);
 }
 
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,

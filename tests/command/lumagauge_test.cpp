@@ -143,11 +143,11 @@ TEST_F(Command, FailsWithAMessage) {
        "Frame size "
        "= 71808\n\nError code: 21 \nError description: Is a directory \n",
        ""},
-      {"no memory for the run", "LUMAGAUGE_FAIL_CALLOC=3 $F clip.yuv 272 264", 255, "", noMemory,
+      {"no memory for the run", "LUMAGAUGE_FAIL_MEMORY=3 $F clip.yuv 272 264", 255, "", noMemory,
        ""},
-      {"no memory in an indicator", "LUMAGAUGE_FAIL_CALLOC=5 $F clip.yuv 272 264 0xFFF", 255,
+      {"no memory in an indicator", "LUMAGAUGE_FAIL_MEMORY=5 $F clip.yuv 272 264 0xFFF", 255,
        "Video .*Flickering:\n", noMemory},
-      {"no memory on the main thread", "LUMAGAUGE_FAIL_CALLOC=5 $F clip.yuv 272 264 0x4000", 255,
+      {"no memory on the main thread", "LUMAGAUGE_FAIL_MEMORY=5 $F clip.yuv 272 264 0x4000", 255,
        "Video .*Flickering:\n00000 .*\n", noMemory},
       {"no results file",
        "rm -f metricsResultsCSV.csv; mkdir metricsResultsCSV.csv; "
