@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Linked in front of the command's own sources (-Wl,--wrap): makes the calls fail that a test asks for.
-// LUMAGAUGE_FAIL_MEMORY=N: from the first zero-filled allocation on, the N-th of any kind and all later
-// ones fail. (Libraries allocate before main.)
-// LUMAGAUGE_FAIL_THREADS=1: no thread can be created.
+// Linked in front of the command's own sources (-Wl,--wrap): makes the calls fail that a test asks
+// for. LUMAGAUGE_FAIL_MEMORY=N: from the first zero-filled allocation on, the N-th of any kind and
+// all later ones fail. (Libraries allocate before main.) LUMAGAUGE_FAIL_THREADS=1: no thread can be
+// created. LUMAGAUGE_TARGET=FORM: the inner loops have this form; without it the command exits
+// with 77.
+#include "tools/rows.h"
+
 #include <pthread.h>
 
 #include <atomic>
@@ -20,14 +23,26 @@ bool memoryIsToFail() {
   return first != nullptr && calls != 0 && calls++ >= std::atoi(first);
 }
 
+/// Before main, as the command itself has no switch for it.
+const bool formIsFixed = [] {
+  const char *target = std::getenv("LUMAGAUGE_TARGET");
+  if (target != nullptr && !lumagauge::useRows(target))
+    std::_Exit(77);
+  return target != nullptr;
+}();
+
 } // namespace
 
 void *operator new(std::size_t size) {
   void *memory = memoryIsToFail() ? nullptr : std::malloc(size);
   return memory != nullptr ? memory : throw std::bad_alloc();
 }
-void operator delete(void *memory) noexcept { std::free(memory); }
-void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 extern "C" {
 void *__real_calloc(std::size_t count, std::size_t size);

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The streamed indicators against their compositions, bit for bit.
+#include "tests/reference/compositions.h"
+#include "tests/support/pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+
+namespace lumagauge::test {
+namespace {
+
+struct Subject {
+  const char *name;
+  std::function<int(int x, int y)> sample;
+};
+
+std::vector<Subject> subjects() {
+  static const Luma noise = noisy(64, 64, 7);
+  const auto random = [](int x, int y) {
+    return noise.samples[static_cast<std::size_t>(y % 64 * 64 + x % 64)];
+  };
+  const auto shapes = [](int x, int y) {
+    return ((x / 37 + y / 29) * 71 + (x * x + y * y) / 900) % 200;
+  };
+  return {
+      {"noise", random},
+      {"flat with one sample", [](int x, int y) { return x == 20 && y == 30 ? 255 : 100; }},
+      {"checkerboard", [](int x, int y) { return (x + y) % 2 * 255; }},
+      {"stripes", [](int x, int) { return x % 4 / 2 * 255; }},
+      {"ramps", [](int x, int y) { return x * 5 + y * 3; }},
+      {"shapes", shapes},
+      {"grainy shapes", [=](int x, int y) { return shapes(x, y) + random(x, y) % 5; }},
+      {"lost blocks",
+       [=](int x, int y) { return (x / 16 + y / 16 * 5) % 11 == 0 ? 255 : shapes(x, y) / 4; }},
+      {"smeared strip",
+       [=](int x, int y) { return y / 16 % 3 == 1 ? random(x % 16, y) : random(x, y); }},
+      {"soft columns", [](int x, int) { return std::abs(x % 80 - 40) * 6; }},
+  };
+}
+
+void expectSame(double streamed, double composed, const char *measure) {
+  if (std::isnan(composed))
+    EXPECT_TRUE(std::isnan(streamed)) << measure << ": " << streamed;
+  else
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(streamed), std::bit_cast<std::uint64_t>(composed))
+        << measure << ": " << streamed << " for " << composed;
+}
+
+TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
+  constexpr std::pair<std::uint64_t, std::uint64_t> SIZES[] = {
+      {1, 1},   {9, 5},   {16, 16},   {17, 48},   {23, 50},  {48, 47},
+      {64, 64}, {79, 66}, {161, 121}, {300, 257}, {513, 530}};
+  for (const Subject &subject : subjects())
+    for (const auto &[w, h] : SIZES) {
+      SCOPED_TRACE(std::string(subject.name) + ", " + std::to_string(w) + "x" + std::to_string(h));
+      const Luma picture = luma(w, h, subject.sample);
+      expectSame(measureBlockLoss(&picture), composedBlockLoss(&picture), "block loss");
+      expectSame(measureBlur(&picture), composedBlur(&picture), "blur");
+      expectSame(measureNoise(&picture).value_or(-7), composedNoise(&picture).value_or(-7),
+                 "noise");
+      expectSame(measureSlice(&picture).value_or(-7), composedSlice(&picture).value_or(-7),
+                 "slice");
+      expectSame(measureExposure(&picture), composedExposure(&picture), "exposure");
+      EXPECT_EQ(measureBlackout(&picture), composedBlackout(&picture));
+    }
+}
+
+} // namespace
+} // namespace lumagauge::test

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Every row operation: the form in use against the plain one, bit for bit.
+#include "tests/support/pictures.h"
+#include "tools/rows.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+#include <string>
+
+namespace lumagauge::test {
+namespace {
+
+/// An output of n elements between guards, poisoned.
+template <class Element> class Guarded {
+public:
+  explicit Guarded(std::size_t n) : bytes((n + 2 * GUARD) * sizeof(Element), POISON) {}
+  Element *data() { return reinterpret_cast<Element *>(bytes.data()) + GUARD; }
+  /// The elements as numbers; a guard that was written to shows as one more.
+  std::vector<std::uint64_t> values() const {
+    std::vector<std::uint64_t> values;
+    const std::size_t count = bytes.size() / sizeof(Element);
+    for (std::size_t i = 0; i < count; ++i) {
+      std::uint64_t value = 0;
+      std::memcpy(&value, bytes.data() + i * sizeof(Element), sizeof(Element));
+      const bool isGuard = i < GUARD || i >= count - GUARD;
+      const std::uint64_t poison = 0xA5A5A5A5A5A5A5A5 >> (64 - 8 * sizeof(Element));
+      if (!isGuard || value != poison)
+        values.push_back(value);
+    }
+    return values;
+  }
+
+private:
+  static constexpr std::size_t GUARD = 64;
+  static constexpr unsigned char POISON = 0xA5;
+  std::vector<unsigned char> bytes;
+};
+
+struct Output {
+  const char *operation;
+  std::vector<std::uint64_t> values;
+};
+
+/// Eight rows of w samples in memory of exactly their size, `lead` samples behind its start (at
+/// least one, as edges look at the sample before a row).
+struct Rows {
+  Rows(std::size_t width, std::size_t lead, const std::function<int(int, int)> &sample)
+      : w(width), samples(lead + 8 * w), top(samples.data() + lead) {
+    for (std::size_t i = 0; i < samples.size(); ++i)
+      samples[i] =
+          static_cast<std::uint8_t>(sample(static_cast<int>(i % w), static_cast<int>(i / w)));
+  }
+  const std::uint8_t *row(std::size_t y) const { return top + y * w; }
+
+  std::size_t w;
+  std::vector<std::uint8_t> samples;
+  const std::uint8_t *top;
+};
+
+/// What operations on whole rows give.
+std::vector<Output> outputsOfRows(const RowOperations &form, const Rows &in) {
+  const std::uint8_t *a = in.row(1), *b = in.row(2);
+  const Moments moments = form.moments(a, in.w);
+  Guarded<std::uint8_t> gradient(in.w);
+  form.absGradient(a, in.w, gradient.data());
+  return {{"moments", {moments.sum, moments.squares}},
+          {"absDifference", {form.absDifference(a, b, in.w)}},
+          {"squaredDifference", {form.squaredDifference(a, b, in.w)}},
+          {"countEqual", {form.countEqual(a, b, in.w)}},
+          {"firstDifference", {form.firstDifference(a, b, in.w)}},
+          {"sobelEnergy", {form.sobelEnergy(in.row(0), a, b, in.w)}},
+          {"absGradient", gradient.values()}};
+}
+
+std::vector<Output> outputsOfBlocks(const RowOperations &form, const Rows &in) {
+  const std::size_t blocks = in.w / 8, borders = in.w < 16 ? 0 : blocks - 1;
+  Guarded<std::uint16_t> sums(blocks);
+  Guarded<double> deviations(blocks);
+  Guarded<std::uint8_t> changed(blocks);
+  Guarded<BorderSums> borderSums(borders);
+  form.blockSums(in.top, in.w, blocks, sums.data());
+  form.blockDeviations(in.top, in.w, blocks, deviations.data());
+  // Against rows that are the same but for a few samples.
+  std::vector<std::uint8_t> other(in.top, in.top + 8 * in.w);
+  for (std::size_t i = 3; i < other.size(); i += 61)
+    other[i] ^= 1;
+  form.changedBlocks(in.top, other.data(), in.w, blocks, changed.data());
+  form.columnBorders(in.row(3), borders, borderSums.data()); // on top of the poison
+  return {{"blockSums", sums.values()},
+          {"blockDeviations", deviations.values()},
+          {"changedBlocks", changed.values()},
+          {"columnBorders", borderSums.values()},
+          {"combBlocks", {form.combBlocks(in.row(2), in.w, in.w / 4)}}};
+}
+
+std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
+  const std::size_t words = (in.w + 63) / 64;
+  std::vector<Output> outputs;
+  std::vector<std::uint8_t> gradients(3 * (in.w + 1));
+  std::uint8_t *around[3];
+  for (std::size_t i = 0; i < 3; ++i) {
+    around[i] = gradients.data() + i * (in.w + 1) + 1;
+    plainRows().absGradient(in.row(1 + i), in.w, around[i]);
+  }
+  for (const int least : {1, 3, 200, 255}) {
+    Guarded<std::uint64_t> edges(words);
+    const std::size_t found = form.edgeColumns(around, in.row(1), in.row(2), in.w,
+                                               static_cast<std::uint8_t>(least), edges.data());
+    outputs.push_back({"edgeColumns", edges.values()});
+    outputs.push_back({"edgeColumns' count", {found}});
+  }
+  Guarded<std::uint64_t> rising(words), falling(words);
+  form.steps(in.row(1), in.w, rising.data(), falling.data());
+  outputs.push_back({"steps up", rising.values()});
+  outputs.push_back({"steps down", falling.values()});
+  for (const std::int32_t least : {1, 20, 65025, 65535, 65536, 130050, 780301}) {
+    Guarded<std::uint64_t> strong(words);
+    form.strongCrosses(in.row(1), in.row(2), in.w, least, strong.data());
+    outputs.push_back({"strongCrosses", strong.values()});
+    const auto *above = reinterpret_cast<const BoundaryPair *>(in.row(3));
+    const auto *here = reinterpret_cast<const BoundaryPair *>(in.row(4));
+    Guarded<std::int32_t> runs(in.w / 2), counts(in.w / 2);
+    std::fill_n(runs.data(), in.w / 2, 11);
+    form.boundaryRuns(above, here, in.w / 2, least, 12, runs.data(), counts.data());
+    outputs.push_back({"boundaryRuns", runs.values()});
+    outputs.push_back({"boundaryRuns' counts", counts.values()});
+  }
+  return outputs;
+}
+
+void expectSame(const std::vector<Output> &expected, const std::vector<Output> &got,
+                const std::string &input) {
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const auto &[operation, values] = expected[i];
+    ASSERT_EQ(values.size(), got[i].values.size())
+        << operation << " wrote past its output, " << input;
+    for (std::size_t k = 0; k < values.size(); ++k)
+      ASSERT_EQ(values[k], got[i].values[k]) << operation << " at " << k << ", " << input;
+  }
+}
+
+struct InputCase {
+  const char *name;
+  std::function<int(int x, int y)> sample;
+};
+
+std::uint32_t hash(int x, int y) {
+  std::uint32_t h =
+      static_cast<std::uint32_t>(x) * 2654435761U + static_cast<std::uint32_t>(y) * 40503U;
+  h ^= h >> 15;
+  h *= 2246822519U;
+  return h ^ h >> 13;
+}
+
+std::vector<InputCase> inputs() {
+  return {
+      {"all 0", [](int, int) { return 0; }},
+      {"all 255", [](int, int) { return 255; }},
+      {"near 0", [](int x, int y) { return static_cast<int>(hash(x, y) % 3); }},
+      {"near 255", [](int x, int y) { return 255 - static_cast<int>(hash(x, y) % 3); }},
+      {"columns of period 2", [](int x, int) { return x % 2 * 255; }},
+      {"rows of period 2", [](int, int y) { return y % 2 * 255; }},
+      {"checkerboard", [](int x, int y) { return (x + y) % 2 * 255; }},
+      {"columns of period 4", [](int x, int) { return x / 2 % 2 * 255; }},
+      {"ramp", [](int x, int y) { return x + 3 * y; }},
+      {"noise", [](int x, int y) { return static_cast<int>(hash(x, y) >> 24); }},
+      {"combs with gaps",
+       [](int x, int y) { return y % 2 * 90 + (hash(x / 5, 0) % 7 == 0 ? x % 5 : 0); }},
+      {"rows alike but for one sample",
+       [](int x, int y) { return x % 97 == 96 && y == 2 ? 7 : x; }},
+  };
+}
+
+TEST(Rows, EveryWidthGivesWhatThePlainFormGives) {
+  for (const InputCase &input : inputs())
+    for (std::size_t w = 1; w <= 600; ++w) {
+      const Rows in(w, 1 + w % 5, input.sample);
+      const std::string name = std::string(input.name) + ", width " + std::to_string(w);
+      for (const auto outputs : {outputsOfRows, outputsOfBlocks, outputsOfEdges})
+        ASSERT_NO_FATAL_FAILURE(expectSame(outputs(plainRows(), in), outputs(rows(), in), name));
+    }
+}
+
+TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
+  for (const std::size_t n : {20000U, 70000U, (1U << 24) + 1})
+    for (const std::size_t period : {1U, 2U, 4U}) {
+      std::vector<std::uint8_t> row(n + 4), zeros(n + 4);
+      for (std::size_t i = 0; i < row.size(); ++i)
+        row[i] = i % period < (period + 1) / 2 ? 255 : 0;
+      std::uint64_t white = 0;
+      for (std::size_t i = 0; i < n; ++i)
+        white += row[i] == 255;
+      const Moments moments = rows().moments(row.data(), n);
+      EXPECT_EQ(moments.sum, 255 * white);
+      EXPECT_EQ(moments.squares, 65025 * white);
+      EXPECT_EQ(rows().absDifference(row.data(), zeros.data(), n), 255 * white);
+      EXPECT_EQ(rows().squaredDifference(zeros.data(), row.data(), n), 65025 * white);
+      EXPECT_EQ(rows().countEqual(row.data(), zeros.data(), n), n - white);
+      EXPECT_EQ(rows().firstDifference(row.data(), row.data() + period, n), n);
+      // Three rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
+      const std::uint64_t steps = period == 4 ? n - 2 : 0;
+      EXPECT_EQ(rows().sobelEnergy(row.data(), row.data(), row.data(), n), steps * 1020 * 1020);
+    }
+}
+
+TEST(Rows, ResidualsKeepTheOrderOfTermsForEveryNumberOfBlocks) {
+  std::vector<std::uint8_t> strip(64 * BLOCK_STRIP);
+  for (std::size_t i = 0; i < strip.size(); ++i)
+    strip[i] = static_cast<std::uint8_t>(hash(static_cast<int>(i), 5) >> 24);
+  const double kernel[9] = {0.1, 0.2, 0.3, 0.15, 1. / 3, 0.05, 1e-3, 0.7, 1. / 7};
+  for (const std::size_t n : {1U, 2U, 3U, 7U, 8U, 9U, 17U, 100U, 999U, 1000U}) {
+    Guarded<double> plain(n), form(n);
+    plainRows().residualDeviations(strip.data(), n, kernel, plain.data());
+    rows().residualDeviations(strip.data(), n, kernel, form.data());
+    EXPECT_EQ(plain.values(), form.values()) << n << " blocks";
+  }
+}
+
+} // namespace
+} // namespace lumagauge::test
