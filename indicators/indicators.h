@@ -18,7 +18,6 @@ namespace lumagauge {
 constexpr std::uint32_t BLOCKSIZE = 8;
 
 // --- Measures of one picture
-// -----------------------------------------------------------------------------
 
 double measureBlockiness(const Image *luma);
 double measureSpatialActivity(const Image *luma);
@@ -36,7 +35,6 @@ bool measureBlackout(const Image *luma);
 double measureContrast(const Image *luma);
 
 // --- Measures of a picture and the one before it, of the same size
-// ------------------------------------------
 
 double temporalActivity(const Image *current, const Image *previous);
 
@@ -62,7 +60,6 @@ double measureFlickering(FlickeringState &state, const Image *changed, Image *co
                          Image *states);
 
 // --- The `lumagauge` command's record of a frame and its routines
-// ---------------------------------------------
 
 /// Each field has one writer, the routine of its name (contrast: contrastRMS). Never cleared.
 struct FrameResults {
@@ -104,7 +101,6 @@ double flickering(const Image *current, const Image *previous, Image *flickerCou
                   Image *flickerStates);
 
 // --- Parts of single indicators that are of use alone
-// --------------------------------------------------------
 
 /// Maps blockiness and blur to opinion scores; see their files.
 double blockToMOS(double blockiness);

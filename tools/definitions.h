@@ -34,11 +34,13 @@ struct ImageDouble {
 };
 
 // --- Storage
-// ----------------------------------------------------------------------------------------- make...
-// a record over the caller's buffer; never released by free... alloc...  a record over a new buffer
-// of undefined samples calloc... a record over a new buffer of zeros free...   releases the buffer;
-// the record must not be used afterwards A failed allocation gives a record whose data is null. w *
-// h is not checked for overflow.
+
+// - make...: a record over the caller's buffer, which free... must not be given
+// - alloc...: a record over a new buffer of undefined samples
+// - calloc...: a record over a new buffer of zeros
+// - free...: releases the buffer; the record must not be used afterwards
+//
+// A failed allocation gives a record whose data is null. w * h is not checked for overflow.
 
 Image makeImage(std::uint64_t w, std::uint64_t h, std::uint8_t *data);
 Image allocImage(std::uint64_t w, std::uint64_t h);
@@ -56,7 +58,6 @@ ImageDouble callocImageDouble(std::uint64_t w, std::uint64_t h);
 void freeImageDouble(const ImageDouble *image);
 
 // --- Sums
-// --------------------------------------------------------------------------------------------
 
 /// Sum of all samples; 0 for an empty picture.
 std::uint64_t sumPixels(const Image *src);
@@ -85,7 +86,6 @@ void blockSumsInteg2(const Image32 *integral, Image32 *dest, std::uint64_t bw, s
 void onlyCopy(const Image *src, Image *dest);
 
 // --- Roberts cross and runs of strong samples
-// -----------------------------------------------------------
 
 /// Roberts cross differences (Roberts, "Machine perception of three-dimensional solids", 1963):
 /// destX(x, y) = s(x-1, y-1) - s(x, y) and destY(x, y) = s(x, y-1) - s(x-1, y), -255 to 255; row 0
@@ -122,8 +122,8 @@ std::uint64_t tempCountSeqsH(const Image32 *map, std::int32_t minimum, double th
 std::uint64_t tempCountSeqsH2(const Image32 *map, std::int32_t minimum, double threshold);
 
 // --- Gradients
-// ------------------------------------------------------------------------------------------ All
-// four assert that destX and then destY have the size of `src`.
+
+// All four assert that destX and then destY have the size of `src`.
 
 /// Backward differences: destX = s(x, y) - s(x-1, y), destY = s(x, y) - s(x, y-1), -255 to 255; the
 /// whole row 0 and column 0 of both are 0.
@@ -136,7 +136,6 @@ void sobel(const Image *src, Image32 *destX, Image32 *destY);
 void sobel2(const Image *src, Image32 *destX, Image32 *destY);
 
 // --- Block statistics
-// -------------------------------------------------------------------------------------
 
 /// Sums, square sums and sample standard deviations (divisor bw * bh - 1) of the blocks of `src`.
 /// The grid is that of `sums`; the three outputs are indexed alike, by * sums->w + bx. Sums and
@@ -163,7 +162,6 @@ void calculateStdDevsDouble_ommitZeros(const ImageDouble *src, ImageDouble *sums
                                        std::uint64_t bh);
 
 // --- Activity
-// -----------------------------------------------------------------------------------------------
 
 /// Square root of the Sobel gradient energy over the interior samples; 0.0 below 3 x 3.
 double spatialAct(const Image *src);
@@ -172,8 +170,8 @@ double spatialAct(const Image *src);
 double temporalAct(const Image *current, const Image *previous);
 
 // --- Sample arithmetic
-// ---------------------------------------------------------------------------------------- Counts
-// of samples are w * h as a signed 32-bit integer; a count that is not positive means none.
+
+// Counts of samples are w * h as a signed 32-bit integer; a count that is not positive means none.
 
 /// Sum (modulo 2^32, also returned) and sum of squares of all samples.
 std::int32_t sumAndSquareSum(const Image *src, std::int32_t *sum, std::int64_t *squareSum);
