@@ -281,7 +281,8 @@ int runCommand(int argc, char **argv) {
   RunParameters run{.path = argv[1], .width = parseInt32(argv[2]), .height = parseInt32(argv[3])};
   if (!isUsableSize(run, argv))
     return FAILURE;
-  // Whole planes are read straight into the picture; a buffer would be filled anew after every seek.
+  // Whole planes are read straight into the picture; a buffer would be filled anew after every
+  // seek.
   std::setvbuf(video.get(), nullptr, _IONBF, 0);
   try {
     RunPictures pictures(run);
