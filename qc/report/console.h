@@ -18,7 +18,7 @@ void printVerdict(std::ostream &stream, const std::string &path, const Judgement
 
 /// Seconds as h:mm:ss.mmm, rounded to the millisecond; "-" in front where negative.
 std::string clockTime(double seconds);
-/// The text fit for a terminal: control characters and invalid UTF-8 as \xNN.
+/// The text on one line and harmless to a terminal: bytes of control characters as \xNN.
 std::string printable(std::string_view text);
 
 } // namespace lumagauge::qc

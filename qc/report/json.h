@@ -16,6 +16,7 @@ namespace lumagauge::qc {
 struct Settings {
   std::string version; ///< of the program
   std::uint32_t indicators = ALL_INDICATORS;
+  std::string source;                 ///< options of the source, such as "stream=3 fps=24"
   std::string start, duration;        ///< as given; empty where not given
   std::optional<std::int64_t> frames; ///< --frames
   int threads = 1;
