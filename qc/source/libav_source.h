@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Any video that libavformat and libavcodec read.
+#ifndef LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
+#define LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
+
+#include "qc/source/libav_input.h"
+#include "qc/source/luma.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace lumagauge::qc {
+
+class LibavSource : public VideoSource {
+public:
+  /// Opens the input and decodes its first picture, which settles what `info` says. Throws
+  /// InputError, also where no picture can be decoded.
+  LibavSource(const std::string &input, const SourceOptions &options);
+
+  const InputInfo &info() const override { return inputInfo; }
+  bool read(LumaPicture &picture) override;
+  const InputEnd &end() const override { return inputEnd; }
+
+private:
+  struct FreeCodec {
+    void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
+  };
+  struct FreePacket {
+    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
+  };
+  struct FreeFrame {
+    void operator()(AVFrame *frame) const { av_frame_free(&frame); }
+  };
+
+  void chooseStream(const SourceOptions &options);
+  void openDecoder(const SourceOptions &options);
+  void describeStream(const SourceOptions &options);
+  void describePicture();
+
+  bool decodeFrame(); ///< the next picture into `frame`; false at the end
+  void feedDecoder();
+  void finishDemuxing(int code);
+  double frameTime();
+  bool hasChangedSize() const;
+  void reportConcealment();
+  /// Adds an error, or leaves it to the one before when no picture came between them.
+  void addError(double time, std::string message);
+  double packetTime() const;
+  void finish();
+
+  LibavInput input;
+  AVStream *stream = nullptr;
+  std::unique_ptr<AVCodecContext, FreeCodec> decoder;
+  std::unique_ptr<AVPacket, FreePacket> packet;
+  std::unique_ptr<AVFrame, FreeFrame> frame;
+  LumaReader luma;
+  Window window;
+  InputInfo inputInfo;
+  InputEnd inputEnd;
+
+  bool framePending = false; ///< `frame` holds the first picture, not yet delivered
+  bool draining = false;     ///< all packets are read
+  bool finished = false;
+  std::int64_t frames = 0;                                          ///< pictures decoded
+  std::int64_t packets = 0, failedPackets = 0, resizedPictures = 0; ///< so far
+  int failuresInARow = 0;
+  double lastTime = 0.0;   ///< of the last picture
+  double timeOffset = 0.0; ///< added where time stamps went back
+};
+
+} // namespace lumagauge::qc
+
+#endif
