@@ -206,7 +206,8 @@ int runCommand(int argc, const char *const *argv) {
                   .duration = options.durationText,
                   .frames = options.frames,
                   .threads = options.threads > 0 ? options.threads : usableCpus(),
-                  .decodeThreads = options.source.decodeThreads};
+                  .decodeThreads = options.source.decodeThreads,
+                  .source = describeSource(options.source)};
   return answerAll(run);
 }
 

@@ -51,6 +51,17 @@ struct Texts {
   bool raw = false;
 };
 
+/// The arguments in the order CLI11 wants, last first. It would take "[a,b]" for a list of inputs;
+/// the same path in other words is one.
+std::vector<std::string> arguments(int argc, const char *const *argv) {
+  std::vector<std::string> list;
+  for (int i = argc - 1; i > 0; --i) {
+    const std::string_view text = argv[i];
+    list.emplace_back(text.starts_with('[') && text.ends_with(']') ? "./" : "").append(text);
+  }
+  return list;
+}
+
 [[noreturn]] void refuse(const std::string &message) {
   throw CLI::ValidationError(message, CLI::ExitCodes::ValidationError);
 }
@@ -58,11 +69,11 @@ struct Texts {
 void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
   app.add_option("INPUT", options.inputs,
                  "Videos, folders with --recursive, - for standard input. Every other name is that "
-                 "of a file, whatever it looks like; put -- ahead of names that begin with a dash")
-      ->allow_extra_args(false); // a name in brackets is a name, not a list
+                 "of a file, whatever it looks like; put -- ahead of names that begin with a dash");
   app.add_flag("--recursive", options.recursive, "Measure the videos in folders and below");
   app.add_option("--files-from", options.lists, "Read names of inputs from FILE, a line each")
-      ->type_name("FILE|-");
+      ->type_name("FILE|-")
+      ->allow_extra_args(false);
   app.add_option("--stream", texts.stream, "Stream number in the container [first video]")
       ->check(CLI::NonNegativeNumber);
   app.add_option("--start", options.startText,
@@ -97,6 +108,7 @@ void addTrustOptions(CLI::App &app, Options &options) {
   app.add_option("--allow-protocols", options.source.protocols,
                  "Open scheme://... as a URL where the scheme is in LIST")
       ->type_name("LIST")
+      ->allow_extra_args(false)
       ->delimiter(',');
   app.add_flag("--allow-nested", options.source.nested,
                "Let playlists, concat lists and image patterns open further files");
@@ -240,6 +252,18 @@ std::optional<std::pair<std::uint32_t, std::uint32_t>> parseSize(std::string_vie
   return std::pair(static_cast<std::uint32_t>(*width), static_cast<std::uint32_t>(*height));
 }
 
+std::string describeSource(const SourceOptions &source) {
+  std::vector<std::string> parts;
+  if (source.stream)
+    parts.push_back(fmt::format("stream={}", *source.stream));
+  if (source.fps)
+    parts.push_back(fmt::format("fps={}", *source.fps));
+  if (const auto &raw = source.raw)
+    parts.push_back(fmt::format("raw={}x{}:{}{}", raw->width, raw->height, raw->pixelFormat,
+                                raw->frameBytes ? fmt::format(":{}", *raw->frameBytes) : ""));
+  return fmt::format("{}", fmt::join(parts, " "));
+}
+
 std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::ostream &out,
                                         std::ostream &err) {
   Options options;
@@ -254,7 +278,7 @@ std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::
   addMeasureOptions(app, options, texts);
   addOutputOptions(app, options, texts);
   try {
-    app.parse(argc, argv);
+    app.parse(arguments(argc, argv));
     understand(app, texts, options);
     return options;
   } catch (const CLI::ParseError &error) {

@@ -44,6 +44,10 @@ std::optional<std::uint32_t> parseIndicators(std::string_view text);
 /// "1920x1080"; empty where the text is no such pair.
 std::optional<std::pair<std::uint32_t, std::uint32_t>> parseSize(std::string_view text);
 
+/// The options that choose which pictures an input gives and which rate they have, in one form:
+/// "stream=3 fps=24 raw=320x240:yuv420p"; empty where none is given. Time ranges are left out.
+std::string describeSource(const SourceOptions &source);
+
 } // namespace lumagauge::qc
 
 #endif
