@@ -33,12 +33,24 @@ struct Interrupted {};
 
 void catchSignals() {
   struct sigaction action {};
-  action.sa_handler = [](int signal) { caughtSignal = signal; };
-  action.sa_flags = SA_RESETHAND; // a second one ends at once
+  action.sa_handler = [](int signal) {
+    static volatile std::sig_atomic_t caught = 0;
+    caughtSignal = signal;
+    caught = caught + 1;
+    // The first asks, and may come twice (timeout sends it to the process and to its group); an
+    // input that gives nothing must not hold up an end that is insisted on.
+    if (caught == 3)
+      _exit(128 + signal);
+  };
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
   // A reader that went away shows as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
+}
+
+void endIfAsked() {
+  if (caughtSignal != 0)
+    throw Interrupted();
 }
 
 /// Everything of a run that is the same for all its inputs.
@@ -120,14 +132,14 @@ BatchRow measureInput(const Run &run, const std::string &input, const std::strin
     Progress progress = makeProgress(options, info);
     measureFrames(*source, options.indicators, run.settings.threads,
                   [&](const FrameRecord &record) {
-                    if (caughtSignal != 0)
-                      throw Interrupted();
+                    endIfAsked();
                     judge.add(record);
                     if (files)
                       files->add(record);
                     progress.update(record);
                   });
   }
+  endIfAsked(); // the input may have ended for the same reason
   const Judgement judgement = judge.finish(source->end());
   if (files)
     files->finish(source->end(), judgement);
@@ -202,12 +214,12 @@ int runCommand(int argc, const char *const *argv) {
   run.profile = loadProfile(options.profile);
   run.settings = {.version = LUMAGAUGE_VERSION,
                   .indicators = options.indicators,
+                  .source = describeSource(options.source),
                   .start = options.startText,
                   .duration = options.durationText,
                   .frames = options.frames,
                   .threads = options.threads > 0 ? options.threads : usableCpus(),
-                  .decodeThreads = options.source.decodeThreads,
-                  .source = describeSource(options.source)};
+                  .decodeThreads = options.source.decodeThreads};
   return answerAll(run);
 }
 

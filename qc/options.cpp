@@ -15,6 +15,7 @@ namespace {
 
 constexpr double MAX_SECONDS = 1e9;
 constexpr int MAX_THREADS = 1024;
+constexpr std::int64_t MAX_MAX_PIXELS = std::int64_t{1} << 40;
 
 /// The whole text as a number without a sign; empty where it is none.
 template <class Number> std::optional<Number> parseNumber(std::string_view text) {
@@ -103,7 +104,7 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
 
 void addTrustOptions(CLI::App &app, Options &options) {
   app.add_option("--max-pixels", options.source.maxPixels, "Refuse larger pictures")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(std::int64_t{1}, MAX_MAX_PIXELS))
       ->capture_default_str();
   app.add_option("--allow-protocols", options.source.protocols,
                  "Open scheme://... as a URL where the scheme is in LIST")

@@ -23,6 +23,8 @@ namespace {
 constexpr int IO_BUFFER_BYTES = 1 << 16;
 /// Streams and probing that a real file stays under; more would let a small file cost much memory.
 constexpr int MAX_STREAMS = 256;
+/// Decoders count pictures with their padding, so their own limit is a wider one.
+constexpr std::int64_t PADDING_PIXELS = 1 << 20;
 /// Demuxers whose very purpose is to open what they name.
 constexpr std::array<std::string_view, 12> NESTING_FORMATS{
     "concat", "hls",   "dash", "webm_dash_manifest", "sdp", "rtsp", "rtp", "imf",
@@ -207,7 +209,7 @@ void LibavInput::openUrl(const std::string &url, const SourceOptions &options) {
 void LibavInput::findStreams(const SourceOptions &options) {
   std::vector<AVDictionary *> settings(format->nb_streams, nullptr);
   for (AVDictionary *&stream : settings)
-    av_dict_set_int(&stream, "max_pixels", options.maxPixels, 0);
+    av_dict_set_int(&stream, "max_pixels", 2 * options.maxPixels + PADDING_PIXELS, 0);
   const int found = avformat_find_stream_info(format, settings.data());
   for (AVDictionary *&stream : settings)
     av_dict_free(&stream);

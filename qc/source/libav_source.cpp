@@ -4,12 +4,14 @@
 #include <fmt/format.h>
 
 extern "C" {
+#include <libavutil/parseutils.h>
 #include <libavutil/pixdesc.h>
 }
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -20,8 +22,14 @@ namespace {
 constexpr double DEFAULT_RATE = 25.0;
 /// Faults in a row after which reading or draining is given up: no progress is to be expected.
 constexpr int MAX_FAILURES_IN_A_ROW = 200;
+/// More than any decoder's delay: memory does not grow with an input that is all damage.
+constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 /// Rates that are one: as stated and as counted from the time stamps.
 constexpr double RATE_TOLERANCE = 0.01;
+
+constexpr std::int64_t PADDING_PIXELS = 1 << 20;
+/// Containers and streams may differ in length by so much without anything missing.
+constexpr double SHORTER_DURATION_SECONDS = 0.1;
 
 template <class T> T *allocated(T *pointer) {
   if (pointer == nullptr)
@@ -43,6 +51,13 @@ std::string rangeName(AVColorRange range, AVPixelFormat format) {
   return range == AVCOL_RANGE_MPEG ? "limited" : "unknown";
 }
 
+void checkSize(int width, int height, std::int64_t maxPixels) {
+  if (std::int64_t{width} * height > maxPixels)
+    throw InputError(fmt::format("its pictures of {}x{} hold more than the {} samples that "
+                                 "--max-pixels allows",
+                                 width, height, maxPixels));
+}
+
 char pictureType(AVPictureType type) {
   const char letter = av_get_picture_type_char(type);
   return letter == 'I' || letter == 'P' || letter == 'B' ? letter : '?';
@@ -62,6 +77,7 @@ LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
                                  inputInfo.codec,
                                  inputEnd.errors.empty() ? "" : ": " + inputEnd.errors[0].message));
   framePending = true;
+  checkSize(frame->width, frame->height, options.maxPixels);
   describePicture();
 }
 
@@ -94,18 +110,15 @@ void LibavSource::chooseStream(const SourceOptions &options) {
 void LibavSource::openDecoder(const SourceOptions &options) {
   const AVCodecParameters &parameters = *stream->codecpar;
   inputInfo.codec = avcodec_get_name(parameters.codec_id);
-  if (parameters.width > 0 && parameters.height > 0 &&
-      std::int64_t{parameters.width} * parameters.height > options.maxPixels)
-    throw InputError(fmt::format("its pictures of {}x{} hold more than the {} samples that "
-                                 "--max-pixels allows",
-                                 parameters.width, parameters.height, options.maxPixels));
+  checkSize(parameters.width, parameters.height, options.maxPixels);
   const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
     throw InputError(fmt::format("no decoder is known for its codec {}", inputInfo.codec));
   decoder.reset(allocated(avcodec_alloc_context3(codec)));
   int code = avcodec_parameters_to_context(decoder.get(), &parameters);
   decoder->pkt_timebase = stream->time_base;
-  decoder->max_pixels = options.maxPixels;
+  // The decoder counts pictures with their padding, so its own limit is a wider one.
+  decoder->max_pixels = 2 * options.maxPixels + PADDING_PIXELS;
   decoder->thread_count = options.decodeThreads;
   // The exact crop also where its left edge is not aligned in memory.
   decoder->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_UNALIGNED;
@@ -142,6 +155,13 @@ void LibavSource::describeStream(const SourceOptions &options) {
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
   if (stream->nb_frames > 0)
     inputInfo.frameCount = stream->nb_frames;
+  const AVDictionaryEntry *tag = av_dict_get(stream->metadata, "DURATION", nullptr, 0);
+  std::int64_t tagged = 0;
+  if (tag != nullptr && av_parse_time(&tagged, tag->value, 1) >= 0)
+    announcedDuration = static_cast<double>(tagged) / AV_TIME_BASE;
+  else if (input->nb_streams == 1 &&
+           input->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
+    announcedDuration = inputInfo.duration;
 }
 
 void LibavSource::describePicture() {
@@ -171,6 +191,7 @@ bool LibavSource::read(LumaPicture &picture) {
     if (window.isAfter(picture))
       break;
     reportConcealment();
+    settleErrors(picture.time);
     ++frames;
     if (window.isBefore(picture))
       continue;
@@ -220,11 +241,12 @@ void LibavSource::feedDecoder() {
     return;
   }
   if (code < 0) {
-    finishDemuxing(endOfInput ? 0 : code);
+    finishDemuxing(code);
     return;
   }
   failuresInARow = 0;
   ++packets;
+  packetEnd = packet->pos + packet->size;
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
     addError(packetTime(), "the container marks data as damaged or incomplete");
   code = avcodec_send_packet(decoder.get(), packet.get());
@@ -242,13 +264,30 @@ void LibavSource::finishDemuxing(int code) {
   avcodec_send_packet(decoder.get(), nullptr);
   if (input.readFailure() != 0)
     inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(input.readFailure()));
-  else if (code < 0)
+  else if (code != AVERROR_EOF && !input.wentPastEnd())
     inputEnd.reason = fmt::format("reading stopped in damaged data: {}", libavError(code));
-  else if (inputInfo.frameCount && packets < *inputInfo.frameCount && input.wentPastEnd())
-    addError(lastTime,
-             fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
   if (!inputEnd.reason.empty())
     addError(lastTime, inputEnd.reason);
+  // The demuxer of y4m passes over a last frame that is not whole.
+  const bool isFramesAlone = inputInfo.format == "yuv4mpegpipe";
+  endedInside =
+      code != AVERROR_EOF || (isFramesAlone && packets > 0 && avio_tell(input->pb) > packetEnd);
+}
+
+/// Reports an input that is shorter than it says itself. Only what was read to the end of the file
+/// counts: indexes may well list frames that are not meant to be shown.
+void LibavSource::reportMissingEnd() {
+  if (!draining || !inputEnd.reason.empty() || !input.wentPastEnd())
+    return;
+  const double slack = std::max(2.0 / inputInfo.rate, SHORTER_DURATION_SECONDS);
+  if (inputInfo.frameCount && packets < *inputInfo.frameCount)
+    addError(lastTime,
+             fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
+  else if (!inputInfo.frameCount && announcedDuration && lastEnd + slack < *announcedDuration)
+    addError(lastTime, fmt::format("the input ends after {:.3f} of {:.3f} seconds", lastEnd,
+                                   *announcedDuration));
+  else if (endedInside)
+    addError(lastTime, "the input ends inside a frame");
 }
 
 double LibavSource::frameTime() {
@@ -257,17 +296,15 @@ double LibavSource::frameTime() {
   if ((input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0) {
     time = static_cast<double>(frames) * step;
   } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
-    const double origin = input->start_time == AV_NOPTS_VALUE
-                              ? 0.0
-                              : static_cast<double>(input->start_time) / AV_TIME_BASE;
-    const double stamp =
-        static_cast<double>(frame->best_effort_timestamp) * av_q2d(stream->time_base) - origin;
+    const double stamp = seconds(frame->best_effort_timestamp);
     // Time stamps that go back (recordings joined end to end) continue a frame later instead.
     if (frames > 0 && stamp + timeOffset <= lastTime)
       timeOffset = time - stamp;
     time = stamp + timeOffset;
   }
   lastTime = time;
+  lastEnd =
+      time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
   return time;
 }
 
@@ -282,23 +319,38 @@ void LibavSource::reportConcealment() {
 }
 
 void LibavSource::addError(double time, std::string message) {
-  if (inputEnd.errors.empty() || inputEnd.errors.back().frame != frames)
-    inputEnd.errors.push_back({frames, time, std::move(message)});
+  unsettledErrors.push_back({frames, time, std::move(message)});
+  if (unsettledErrors.size() > MAX_UNSETTLED_ERRORS)
+    settleErrors(std::numeric_limits<double>::max());
+}
+
+void LibavSource::settleErrors(double time) {
+  for (DecodeError &error : unsettledErrors)
+    if (error.time <= time && (inputEnd.errors.empty() || inputEnd.errors.back().frame != frames)) {
+      error.frame = frames;
+      inputEnd.errors.push_back(error);
+    }
+  std::erase_if(unsettledErrors, [&](const DecodeError &error) { return error.time <= time; });
+}
+
+double LibavSource::seconds(std::int64_t stamp) const {
+  const AVRational base = stream->time_base;
+  const std::int64_t origin = input->start_time == AV_NOPTS_VALUE
+                                  ? 0
+                                  : av_rescale_q(input->start_time, AV_TIME_BASE_Q, base);
+  return (static_cast<double>(stamp) - static_cast<double>(origin)) * base.num / base.den;
 }
 
 double LibavSource::packetTime() const {
   const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-  if (stamp == AV_NOPTS_VALUE)
-    return lastTime;
-  const double origin = input->start_time == AV_NOPTS_VALUE
-                            ? 0.0
-                            : static_cast<double>(input->start_time) / AV_TIME_BASE;
-  return static_cast<double>(stamp) * av_q2d(stream->time_base) - origin + timeOffset;
+  return stamp == AV_NOPTS_VALUE ? lastTime : seconds(stamp) + timeOffset;
 }
 
 void LibavSource::finish() {
   if (std::exchange(finished, true))
     return;
+  reportMissingEnd();
+  settleErrors(std::numeric_limits<double>::max());
   if (inputEnd.reason.empty() && resizedPictures > 0)
     inputEnd.reason = fmt::format("{} pictures have another size than the first one and were not "
                                   "measured",

@@ -42,11 +42,15 @@ private:
   bool decodeFrame(); ///< the next picture into `frame`; false at the end
   void feedDecoder();
   void finishDemuxing(int code);
+  void reportMissingEnd();
   double frameTime();
   bool hasChangedSize() const;
   void reportConcealment();
-  /// Adds an error, or leaves it to the one before when no picture came between them.
   void addError(double time, std::string message);
+  /// Gives the errors up to `time` the number of the next frame: decoders are some packets ahead of
+  /// the pictures that they give out. Of several without a picture between them one stays.
+  void settleErrors(double time);
+  double seconds(std::int64_t stamp) const; ///< from the container's start
   double packetTime() const;
   void finish();
 
@@ -62,12 +66,17 @@ private:
 
   bool framePending = false; ///< `frame` holds the first picture, not yet delivered
   bool draining = false;     ///< all packets are read
+  bool endedInside = false;  ///< not where the container has an end
   bool finished = false;
   std::int64_t frames = 0;                                          ///< pictures decoded
   std::int64_t packets = 0, failedPackets = 0, resizedPictures = 0; ///< so far
+  std::int64_t packetEnd = 0; ///< of the last one, in the input's bytes
   int failuresInARow = 0;
-  double lastTime = 0.0;   ///< of the last picture
-  double timeOffset = 0.0; ///< added where time stamps went back
+  std::vector<DecodeError> unsettledErrors;
+  double lastTime = 0.0;                   ///< of the last picture
+  double lastEnd = 0.0;                    ///< of its display
+  std::optional<double> announcedDuration; ///< seconds, of this stream
+  double timeOffset = 0.0;                 ///< added where time stamps went back
 };
 
 } // namespace lumagauge::qc
