@@ -78,7 +78,7 @@ LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
                                  inputEnd.errors.empty() ? "" : ": " + inputEnd.errors[0].message));
   framePending = true;
   checkSize(frame->width, frame->height, options.maxPixels);
-  describePicture();
+  describePicture(options);
 }
 
 void LibavSource::chooseStream(const SourceOptions &options) {
@@ -151,7 +151,7 @@ void LibavSource::describeStream(const SourceOptions &options) {
                                               : "default";
   if (stream->duration > 0)
     inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-  else if (input->duration > 0 && (input->iformat->flags & AVFMT_NOTIMESTAMPS) == 0)
+  else if (input->duration > 0 && !isBareStream())
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
   if (stream->nb_frames > 0)
     inputInfo.frameCount = stream->nb_frames;
@@ -164,7 +164,7 @@ void LibavSource::describeStream(const SourceOptions &options) {
     announcedDuration = inputInfo.duration;
 }
 
-void LibavSource::describePicture() {
+void LibavSource::describePicture(const SourceOptions &options) {
   const auto format = static_cast<AVPixelFormat>(frame->format);
   if (!givesLuma(format))
     throw InputError(fmt::format("its pixel format {} gives no luma", av_get_pix_fmt_name(format)));
@@ -174,6 +174,12 @@ void LibavSource::describePicture() {
   inputInfo.bitDepth = lumaDepth(format);
   inputInfo.lumaRule = lumaRule(format);
   inputInfo.range = rangeName(frame->color_range, format);
+  // A bare stream has the rate that its headers say, else libavformat makes one up.
+  if (isBareStream() && !options.fps && !positive(decoder->framerate)) {
+    inputInfo.rate = DEFAULT_RATE;
+    inputInfo.rateOrigin = "default";
+    inputInfo.averageRate.reset();
+  }
 }
 
 bool LibavSource::read(LumaPicture &picture) {
@@ -293,7 +299,7 @@ void LibavSource::reportMissingEnd() {
 double LibavSource::frameTime() {
   const double step = 1.0 / inputInfo.rate;
   double time = frames == 0 ? 0.0 : lastTime + step;
-  if ((input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0) {
+  if (isBareStream()) {
     time = static_cast<double>(frames) * step;
   } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
     const double stamp = seconds(frame->best_effort_timestamp);
@@ -306,6 +312,10 @@ double LibavSource::frameTime() {
   lastEnd =
       time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
   return time;
+}
+
+bool LibavSource::isBareStream() const {
+  return (input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0;
 }
 
 bool LibavSource::hasChangedSize() const {

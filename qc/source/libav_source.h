@@ -37,13 +37,14 @@ private:
   void chooseStream(const SourceOptions &options);
   void openDecoder(const SourceOptions &options);
   void describeStream(const SourceOptions &options);
-  void describePicture();
+  void describePicture(const SourceOptions &options);
 
   bool decodeFrame(); ///< the next picture into `frame`; false at the end
   void feedDecoder();
   void finishDemuxing(int code);
   void reportMissingEnd();
   double frameTime();
+  bool isBareStream() const; ///< without a container, so without time stamps
   bool hasChangedSize() const;
   void reportConcealment();
   void addError(double time, std::string message);
