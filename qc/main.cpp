@@ -158,7 +158,8 @@ BatchRow answer(const Run &run, const std::string &input, const std::string &nam
   } catch (const InputError &error) {
     return notMeasured(input, error.what());
   } catch (const std::bad_alloc &) {
-    return notMeasured(input, "there is not enough memory for it; fewer --threads need less");
+    return notMeasured(input, "it asks for more memory than there is: the machine has too little "
+                              "(fewer --threads need less) or the input is damaged");
   }
 }
 

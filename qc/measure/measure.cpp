@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/measure/measure.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace lumagauge::qc {
@@ -13,6 +14,11 @@ constexpr std::uint32_t bit(Indicator indicator) {
 
 /// Below this in either direction block loss has no region to look at.
 constexpr std::uint32_t BLOCK_LOSS_REGION = 256;
+
+/// Of a picture of blocks. The toolkit takes pictures without samples, but not null for their data.
+std::size_t bufferSize(std::uint64_t across, std::uint64_t down) {
+  return std::max<std::size_t>(1, across * down);
+}
 
 Image imageOf(const LumaPicture &picture, std::uint32_t width, std::uint32_t height) {
   // The toolkit's records have no form for reading only; measures do not write.
@@ -49,7 +55,7 @@ void measurePair(const Image &luma, const Image &before, std::uint32_t requested
   if ((requested & bit(Indicator::temporalActivity)) != 0)
     measures.record[Indicator::temporalActivity] = measures.temporalActivity;
   if ((requested & bit(Indicator::flickering)) != 0) {
-    measures.changedBlocks.resize(luma.w / BLOCKSIZE * (luma.h / BLOCKSIZE));
+    measures.changedBlocks.resize(bufferSize(luma.w / BLOCKSIZE, luma.h / BLOCKSIZE));
     Image changed =
         makeImage(luma.w / BLOCKSIZE, luma.h / BLOCKSIZE, measures.changedBlocks.data());
     findChangedBlocks(&luma, &before, &changed);
@@ -75,7 +81,7 @@ FrameMeasures measureFrame(const LumaPicture &picture, const LumaPicture *previo
 TemporalCounters::TemporalCounters(std::uint32_t width, std::uint32_t height, double frameRate,
                                    std::uint32_t requestedMask)
     : blocksAcross(width / BLOCKSIZE), blocksDown(height / BLOCKSIZE), requested(requestedMask),
-      rate(frameRate), flickerCounts(std::size_t{blocksAcross} * blocksDown),
+      rate(frameRate), flickerCounts(bufferSize(blocksAcross, blocksDown)),
       flickerStates(flickerCounts.size()) {}
 
 FrameRecord TemporalCounters::complete(FrameMeasures &&measures) {
