@@ -7,8 +7,13 @@ namespace lumagauge::qc {
 
 namespace {
 
-bool lastsLongEnough(const Event &event, const Rule &rule) {
-  return event.endTime - event.startTime >= rule.minDuration - TIME_ROUNDING;
+bool isLongEnough(double duration, const Rule &rule) {
+  return duration >= rule.minDuration - TIME_ROUNDING;
+}
+
+bool holdAll(const std::vector<Condition> &conditions, const FrameRecord &record) {
+  return !conditions.empty() && std::all_of(conditions.begin(), conditions.end(),
+                                            [&](const Condition &c) { return c.holds(record); });
 }
 
 bool isBridged(const Event &event, double nextStart, const Rule &rule) {
@@ -17,11 +22,15 @@ bool isBridged(const Event &event, double nextStart, const Rule &rule) {
 
 } // namespace
 
+EventTracker::EventTracker(const Rule &followed)
+    : rule(followed), edgeConditions(followed.conditions) {
+  if (rule.edgeThreshold)
+    edgeConditions.front().threshold = *rule.edgeThreshold;
+}
+
 void EventTracker::add(const FrameRecord &record, double displayEnd) {
-  const bool holds =
-      !rule.conditions.empty() && std::all_of(rule.conditions.begin(), rule.conditions.end(),
-                                              [&](const Condition &c) { return c.holds(record); });
-  if (!holds) {
+  if (!holdAll(edgeConditions, record)) {
+    firmStart.reset();
     if (open && !isBridged(*open, displayEnd, rule))
       close();
     return;
@@ -35,18 +44,29 @@ void EventTracker::add(const FrameRecord &record, double displayEnd) {
                  .startTime = record.time,
                  .worst = value};
   }
+  measureFirmness(record, displayEnd);
   open->endFrame = record.frame;
   open->endTime = displayEnd;
   ++open->frames;
-  const bool moreIsWorse =
-      leading.comparison == Comparison::above || leading.comparison == Comparison::atLeast;
-  open->worst = moreIsWorse ? std::max(*open->worst, value) : std::min(*open->worst, value);
+  open->worst = isMoreWorse(leading.comparison) ? std::max(*open->worst, value)
+                                                : std::min(*open->worst, value);
+}
+
+void EventTracker::measureFirmness(const FrameRecord &record, double displayEnd) {
+  if (!holdAll(rule.conditions, record)) {
+    firmStart.reset();
+    return;
+  }
+  if (!firmStart)
+    firmStart = record.time;
+  longestFirm = std::max(longestFirm, displayEnd - *firmStart);
 }
 
 void EventTracker::close() {
-  if (lastsLongEnough(*open, rule))
+  if (isLongEnough(rule.edgeThreshold ? longestFirm : open->endTime - open->startTime, rule))
     events.push_back(std::move(*open));
   open.reset();
+  longestFirm = 0;
 }
 
 std::vector<Event> EventTracker::finish() {
@@ -80,7 +100,9 @@ std::vector<Event> undecodableEvents(const Rule &rule, std::vector<DecodeError> 
     event.endTime = std::max(event.endTime, end);
     ++event.frames;
   }
-  std::erase_if(events, [&](const Event &event) { return !lastsLongEnough(event, rule); });
+  std::erase_if(events, [&](const Event &event) {
+    return !isLongEnough(event.endTime - event.startTime, rule);
+  });
   return events;
 }
 

@@ -14,7 +14,7 @@ constexpr double TIME_ROUNDING = 1e-6;
 /// Follows one rule through the frames; a rule without conditions has no events here.
 class EventTracker {
 public:
-  explicit EventTracker(const Rule &followed) : rule(followed) {}
+  explicit EventTracker(const Rule &followed);
 
   /// The next frame, shown until `displayEnd`.
   void add(const FrameRecord &record, double displayEnd);
@@ -24,8 +24,13 @@ public:
 private:
   void close();
 
+  void measureFirmness(const FrameRecord &record, double displayEnd);
+
   const Rule &rule;
-  std::optional<Event> open; ///< not yet known to last long enough
+  std::vector<Condition> edgeConditions; ///< the rule's, with the edge threshold where it has one
+  std::optional<Event> open;             ///< not yet known to last long enough
+  std::optional<double> firmStart; ///< of the current frames on end that meet the rule's threshold
+  double longestFirm = 0;          ///< seconds of the longest such stretch in the open event
   std::vector<Event> events;
 };
 

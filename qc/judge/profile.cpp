@@ -141,6 +141,8 @@ bool ProfileReader::readRuleKey(Rule &rule, const toml::key &key, const toml::no
     rule.limits.maxCount = **value.as_integer();
   } else if (rule.kind == UNDECODABLE)
     return false; // no frames are there to compare or to count
+  else if (key == "edge_threshold")
+    rule.edgeThreshold = number(key, value);
   else if (key == "max_share")
     rule.limits.maxShare = amount(key, value, PER_CENT);
   else if (key == "and") {
@@ -159,7 +161,10 @@ void ProfileReader::readRule(std::string_view kind, const toml::key &kindKey,
     if (!enabled->is_boolean())
       fail(enabled->source(), "'enabled' must be true or false");
   }
-  Rule rule = slot.value_or(Rule{.kind = std::string(kind), .conditions = {}, .limits = {}});
+  Rule rule;
+  if (slot)
+    rule = *slot;
+  rule.kind = kind;
   const bool isNew = !slot && kind != UNDECODABLE;
   if (isNew)
     rule.conditions.resize(1);
@@ -171,6 +176,13 @@ void ProfileReader::readRule(std::string_view kind, const toml::key &kindKey,
     return;
   if (isNew)
     requireCondition(table, kindKey.source(), fmt::format("[{}]", kind));
+  if (rule.edgeThreshold) {
+    const Condition &leading = rule.conditions.front();
+    if (isMoreWorse(leading.comparison) ? *rule.edgeThreshold > leading.threshold
+                                        : *rule.edgeThreshold < leading.threshold)
+      fail(kindKey.source(),
+           fmt::format("the edge_threshold of [{}] must be looser than its threshold", kind));
+  }
   slot = std::move(rule);
 }
 

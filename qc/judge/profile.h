@@ -35,6 +35,9 @@ struct Rule {
   /// All must hold. The first one's indicator gives an event its worst value. Empty for
   /// undecodable.
   std::vector<Condition> conditions;
+  /// A looser threshold of the first condition. An event begins and ends with it, but is one only
+  /// where the stricter one holds for minDuration on end.
+  std::optional<double> edgeThreshold;
   double minDuration = 0; ///< seconds; a shorter stretch is no event
   double bridgedGap = 0;  ///< seconds that the rule may not hold for without ending the event
   Severity severity = Severity::info;
@@ -67,6 +70,10 @@ std::vector<std::string_view> profileNames();
 /// The TOML text of a shipped profile by its name, else of the file. Throws ProfileError.
 std::string profileText(const std::string &nameOrPath);
 
+/// Whether a value is the worse the larger it is.
+constexpr bool isMoreWorse(Comparison comparison) {
+  return comparison == Comparison::above || comparison == Comparison::atLeast;
+}
 std::string_view comparisonName(Comparison comparison); ///< ">", ">=", "<", "<="
 
 } // namespace lumagauge::qc

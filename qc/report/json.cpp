@@ -32,6 +32,8 @@ Json ruleJson(const Rule &rule) {
     json = conditionJson(rule.conditions.front());
   for (std::size_t i = 1; i < rule.conditions.size(); ++i)
     json["and"].push_back(conditionJson(rule.conditions[i]));
+  if (rule.edgeThreshold)
+    json["edge_threshold"] = jsonNumber(*rule.edgeThreshold);
   json["min_duration"] = jsonNumber(rule.minDuration);
   json["bridged_gap"] = jsonNumber(rule.bridgedGap);
   json["severity"] = severityName(rule.severity);

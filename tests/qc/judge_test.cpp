@@ -111,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
   const std::pair<const char *, Values> cases[] = {
-      {"a nearly still shot", {{I::temporalActivity, 0.17}, {I::freezing, 1}}},
+      {"a nearly still shot", {{I::temporalActivity, 0.12}, {I::freezing, 1}}},
       {"a dark concert", {{I::exposure, 78}, {I::contrast, 11.8}}},
       {"a picture of little detail", {{I::spatialActivity, 4}, {I::blur, 0}}},
       {"a wall: rows alike, columns not", {{I::slice, INFINITE}, {I::blockLoss, 3}}},
@@ -122,7 +122,8 @@ TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
     EXPECT_EQ(eventsText(judge(loadProfile("default"), withFault(values), 30)), "") << name;
 }
 
-/// Ten frames a second; x: the rule holds, n: NaN, _: no value, else: it does not.
+/// Ten frames a second; x: the rule holds, o: with an edge threshold of 4 alone, n: NaN, _: no
+/// value, else: it does not.
 Judgement judgePattern(const std::string &pattern, const std::string &keys) {
   const Profile profile = parseProfile(
       "[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n" + keys, "test.toml");
@@ -130,7 +131,7 @@ Judgement judgePattern(const std::string &pattern, const std::string &keys) {
   for (const char c : pattern) {
     records.push_back(ordinary(static_cast<std::int64_t>(records.size()), 10));
     std::optional<double> &blur = records.back()[I::blur];
-    blur = c == 'x' ? 5.5 : c == 'n' ? NOT_A_NUMBER : 5.0;
+    blur = c == 'x' ? 5.5 : c == 'o' ? 4.5 : c == 'n' ? NOT_A_NUMBER : 4.0;
     if (c == '_')
       blur.reset();
   }
@@ -147,6 +148,9 @@ TEST(Events, BeginAndEndWhereDurationAndGapSay) {
                {"x.x....", "bridged_gap = 0.1\nmin_duration = 0.3", "blurred 0-2 0-300"},
                {"....xxx", "min_duration = 0.3", "blurred 4-6 400-700"},
                {"xx....x", "bridged_gap = 0.2\nmin_duration = 0.2", "blurred 0-1 0-200"},
+               {".ooxxox.", "edge_threshold = 4\nmin_duration = 0.2", "blurred 1-6 100-700"},
+               {".oxoxox.", "edge_threshold = 4\nmin_duration = 0.2", ""},
+               {"oxxo.ox", "edge_threshold = 4\nbridged_gap = 0.1", "blurred 0-6 0-700"},
                {"xnx_x", "", "blurred 0-0 0-100, blurred 2-2 200-300, blurred 4-4 400-500"}};
   for (const auto &[pattern, keys, expected] : cases)
     EXPECT_EQ(eventsText(judgePattern(pattern, keys)), expected) << pattern << ' ' << keys;
@@ -277,6 +281,8 @@ TEST(Profiles, AreRefusedWithFileAndLine) {
       {"[blurred]\nenabled = 1\n", "p.toml:2: 'enabled' must be true or false"},
       {"[undecodable]\nindicator = 'blur'\n", "p.toml:2: unknown key 'indicator' in [undecodable]"},
       {"blurred = 1\n", "p.toml:1: 'blurred' must be a table"},
+      {"[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\nedge_threshold = 6\n",
+       "p.toml:1: the edge_threshold of [blurred] must be looser"},
       {"base = 'strict'\n", "p.toml:1: 'strict' is no base; one of default, broadcast"},
       {"[blurred\n", "p.toml:1: "}};
   for (const auto &[text, message] : cases)
@@ -292,11 +298,11 @@ TEST(Profiles, AreRefusedWithFileAndLine) {
 TEST(Profiles, ChangeTheKeysOfTheirBase) {
   const Profile base = loadProfile("default");
   const Profile changed = parseProfile(
-      "base = 'default'\n[black]\nenabled = false\n[frozen]\nthreshold = 0.5\n", "p.toml");
+      "base = 'default'\n[black]\nenabled = false\n[frozen]\nthreshold = 0.05\n", "p.toml");
   ASSERT_EQ(changed.rules.size(), base.rules.size() - 1);
   EXPECT_EQ(base.rules[0].kind, "black");
   EXPECT_EQ(changed.rules[1].kind, "frozen");
-  EXPECT_EQ(changed.rules[1].conditions[0].threshold, 0.5);
+  EXPECT_EQ(changed.rules[1].conditions[0].threshold, 0.05);
   EXPECT_EQ(changed.rules[1].conditions.size(), base.rules[2].conditions.size());
   EXPECT_EQ(changed.rules[1].minDuration, base.rules[2].minDuration);
   EXPECT_EQ(parseProfile("", "empty.toml").rules.size(), 0U);
