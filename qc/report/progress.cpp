@@ -11,7 +11,7 @@ namespace lumagauge::qc {
 namespace {
 
 constexpr std::chrono::milliseconds BAR_INTERVAL{100}, PLAIN_INTERVAL{3000};
-constexpr std::size_t LONGEST_LABEL = 30, BAR_WIDTH = 24;
+constexpr std::size_t LONGEST_LABEL = 16, BAR_WIDTH = 12; ///< a line of 80 columns
 
 double seconds(Progress::Clock::duration duration) {
   return std::chrono::duration<double>(duration).count();
@@ -56,8 +56,8 @@ void Progress::update(const FrameRecord &record, Clock::time_point now) {
 
 std::string Progress::text(const FrameRecord &record, double elapsed) const {
   const double position = record.time - startTime;
-  const std::string speed = fmt::format("{:.1f} frames/s  {:.2f}x",
-                                        static_cast<double>(frames) / elapsed, position / elapsed);
+  const std::string speed =
+      fmt::format("{:.1f} fps  {:.2f}x", static_cast<double>(frames) / elapsed, position / elapsed);
   double share = 0;
   if (expectedFrames && *expectedFrames > 0)
     share = static_cast<double>(frames) / static_cast<double>(*expectedFrames);

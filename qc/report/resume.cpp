@@ -72,6 +72,7 @@ std::optional<BatchRow> readCompleteResult(const fs::path &directory, const std:
   try {
     const Json document = readWithoutFrames(json);
     if (document.is_discarded() || document.at("schema") != SCHEMA ||
+        document.at("verdict") == verdictName(Verdict::unmeasured) ||
         document.at("tool").at("version") != settings.version ||
         document.at("input").at("absolute_path") != asWritten(absolutePathJson(inputPath)) ||
         decisive(document.at("settings")) != decisive(asWritten(settingsJson(settings))) ||
