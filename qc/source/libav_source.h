@@ -25,13 +25,13 @@ public:
 
 private:
   struct FreeCodec {
-    void operator()(AVCodecContext *context) const { avcodec_free_context(&context); }
+    void operator()(AVCodecContext *unused) const { avcodec_free_context(&unused); }
   };
   struct FreePacket {
-    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
+    void operator()(AVPacket *unused) const { av_packet_free(&unused); }
   };
   struct FreeFrame {
-    void operator()(AVFrame *frame) const { av_frame_free(&frame); }
+    void operator()(AVFrame *unused) const { av_frame_free(&unused); }
   };
 
   void chooseStream(const SourceOptions &options);
