@@ -135,7 +135,7 @@ BatchRow measureInput(const Run &run, const std::string &input, const std::strin
   const Options &options = run.options;
   const std::unique_ptr<VideoSource> source = openSource(input, options.source);
   const InputInfo &info = source->info();
-  for (const std::string &warning : info.warnings)
+  for (const std::string &warning : options.quiet ? info.warnings : std::vector<std::string>())
     std::cerr << "lumagauge-qc: " << printable(input) << ": " << warning << '\n';
   std::unique_ptr<ResultFiles> files;
   if (!options.outputFolder.empty())

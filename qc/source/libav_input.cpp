@@ -141,6 +141,10 @@ void LibavInput::close() {
   avio_context_free(&io);
 }
 
+bool LibavInput::isSeekable() const {
+  return format->pb != nullptr && (format->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
+}
+
 bool LibavInput::wentPastEnd() const {
   return file ? file->wentPastEnd() : format->pb != nullptr && avio_feof(format->pb) != 0;
 }

@@ -27,6 +27,7 @@ public:
 
   AVFormatContext *operator->() const { return format; }
   AVFormatContext *get() const { return format; }
+  bool isSeekable() const;
   /// The input ended before what the container refers to.
   bool wentPastEnd() const;
   /// The error number of the first read that failed, 0 where none did.

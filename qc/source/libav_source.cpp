@@ -28,6 +28,8 @@ constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 constexpr double RATE_TOLERANCE = 0.01;
 
 constexpr std::int64_t PADDING_PIXELS = 1 << 20;
+/// What writers of AVI put where the number of frames belongs when they cannot come back to it.
+constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
 /// Containers and streams may differ in length by so much without anything missing.
 constexpr double SHORTER_DURATION_SECONDS = 0.1;
 
@@ -73,9 +75,12 @@ LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
   openDecoder(options);
   describeStream(options);
   if (!decodeFrame())
-    throw InputError(fmt::format("no picture of its stream {} can be decoded ({}){}", stream->index,
-                                 inputInfo.codec,
-                                 inputEnd.errors.empty() ? "" : ": " + inputEnd.errors[0].message));
+    throw InputError(fmt::format(
+        "no picture of its stream {} can be decoded ({}){}{}", stream->index, inputInfo.codec,
+        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
+        input.isSeekable() ? ""
+                           : "; a container whose index comes last, as in many mp4 "
+                             "files, cannot be read from a pipe"));
   framePending = true;
   checkSize(frame->width, frame->height, options.maxPixels);
   describePicture(options);
@@ -153,7 +158,9 @@ void LibavSource::describeStream(const SourceOptions &options) {
     inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
   else if (input->duration > 0 && !isBareStream())
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
-  if (stream->nb_frames > 0)
+  if (stream->nb_frames >= PLACEHOLDER_FRAMES)
+    inputInfo.duration.reset();
+  else if (stream->nb_frames > 0)
     inputInfo.frameCount = stream->nb_frames;
   const AVDictionaryEntry *tag = av_dict_get(stream->metadata, "DURATION", nullptr, 0);
   std::int64_t tagged = 0;

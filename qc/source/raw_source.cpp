@@ -25,11 +25,11 @@ constexpr int MAX_SUGGESTIONS = 6;
 struct Geometry {
   int width, height;
 };
-constexpr std::array<Geometry, 26> COMMON_GEOMETRIES{
-    {{1920, 1080}, {1280, 720},  {3840, 2160}, {720, 576},   {720, 480},  {640, 480}, {640, 360},
-     {352, 288},   {320, 240},   {176, 144},   {320, 180},   {352, 240},  {416, 240}, {480, 270},
-     {704, 480},   {704, 576},   {768, 432},   {832, 480},   {854, 480},  {960, 540}, {1024, 768},
-     {1440, 1080}, {1920, 1088}, {2560, 1440}, {4096, 2160}, {7680, 4320}}};
+constexpr std::array<Geometry, 27> COMMON_GEOMETRIES{
+    {{1920, 1080}, {1280, 720},  {3840, 2160}, {720, 576},   {720, 480},   {640, 480},  {640, 360},
+     {320, 192},   {352, 288},   {320, 240},   {176, 144},   {320, 180},   {352, 240},  {416, 240},
+     {480, 270},   {704, 480},   {704, 576},   {768, 432},   {832, 480},   {854, 480},  {960, 540},
+     {1024, 768},  {1440, 1080}, {1920, 1088}, {2560, 1440}, {4096, 2160}, {7680, 4320}}};
 constexpr std::array<AVPixelFormat, 8> COMMON_FORMATS{
     AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,     AV_PIX_FMT_GRAY8,
     AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_UYVY422};
@@ -159,7 +159,7 @@ void RawSource::noteEnd(std::int64_t bytesOfLastFrame) {
     inputEnd.doubtful = true;
     inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(file.failure()));
     addError(inputEnd.reason);
-  } else if (bytesOfLastFrame != 0) {
+  } else if (bytesOfLastFrame != 0 && !file.size()) { // a file's remainder is told at the start
     addError(fmt::format("the input ends inside a frame, after {} of {} bytes", bytesOfLastFrame,
                          frameBytes));
   }

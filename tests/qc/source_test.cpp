@@ -48,11 +48,12 @@ TEST_F(Source, PipesAndContainersGiveOneResult) {
   for (const std::string end :
        {"-f yuv4mpegpipe - | " QC_COMMAND " -", "-c copy -f mpegts - | " QC_COMMAND " -",
         "-f rawvideo - | " QC_COMMAND " --raw --size 96x80 -",
-        "-f yuv4mpegpipe y && " QC_COMMAND " - < y"}) {
+        "-c:v ffv1 -f avi - | " QC_COMMAND " -", "-f yuv4mpegpipe y && " QC_COMMAND " - < y"}) {
     const Outcome run = shell("ffmpeg -v error -nostdin -i clip.mp4 " + end + " -o out");
     EXPECT_LT(run.status, 2) << end << run.errors << run.output;
     EXPECT_EQ(valuesOf(readFile(folder / "out/stdin.csv")), expected) << end;
     EXPECT_EQ(column("stdin", 1).back(), "1.16") << end;
+    EXPECT_TRUE(document("stdin")["decode_errors"].empty()) << end;
   }
 }
 
