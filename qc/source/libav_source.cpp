@@ -28,6 +28,10 @@ constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 constexpr double RATE_TOLERANCE = 0.01;
 
 constexpr std::int64_t PADDING_PIXELS = 1 << 20;
+/// A stamp so far back is that of another recording.
+constexpr double RESTART_SECONDS = 0.5;
+/// Frames apart, at the least, so that times always rise.
+constexpr double LEAST_STEP = 1.0 / 16;
 /// What writers of AVI put where the number of frames belongs when they cannot come back to it.
 constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
 /// Containers and streams may differ in length by so much without anything missing.
@@ -310,10 +314,12 @@ double LibavSource::frameTime() {
     time = static_cast<double>(frames) * step;
   } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
     const double stamp = seconds(frame->best_effort_timestamp);
-    // Time stamps that go back (recordings joined end to end) continue a frame later instead.
-    if (frames > 0 && stamp + timeOffset <= lastTime)
+    // Recordings joined end to end start over: they continue a frame later instead. A single stamp
+    // that is not later than the one before it only gives way.
+    if (frames > 0 && stamp + timeOffset < lastTime - RESTART_SECONDS)
       timeOffset = time - stamp;
-    time = stamp + timeOffset;
+    time = frames > 0 ? std::max(stamp + timeOffset, lastTime + LEAST_STEP * step)
+                      : stamp + timeOffset;
   }
   lastTime = time;
   lastEnd =

@@ -76,6 +76,16 @@ TEST_F(Source, TimesAreThoseOfTheStream) {
   EXPECT_EQ(column("vfr.mkv", 1), (std::vector<std::string>{"0", "0.08", "0.32", "0.72"}));
 }
 
+TEST_F(Source, TimesGoOnWhereStampsStartOver) {
+  ffmpeg("-i clip.mp4 -c copy a.ts");
+  ASSERT_EQ(shell("cat a.ts a.ts > aa.ts").status, 0);
+  ASSERT_LT(qc("-o out aa.ts").status, 2);
+  const auto times = column("aa.ts", 1);
+  ASSERT_EQ(times.size(), 2U * FRAMES);
+  for (std::size_t i = 0; i < times.size(); ++i)
+    EXPECT_NEAR(std::stod(times[i]), 0.04 * static_cast<double>(i), 1e-6);
+}
+
 TEST_F(Source, RangesOfTheInput) {
   const struct {
     const char *arguments, *first;
