@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// What is concluded from the records of one input: summaries, events, verdict. Reports print it.
+#ifndef LUMAGAUGE_QC_JUDGE_JUDGEMENT_H
+#define LUMAGAUGE_QC_JUDGE_JUDGEMENT_H
+
+#include "qc/record.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumagauge::qc {
+
+/// One indicator over all frames that have a value for it; NaN values are counted apart. The
+/// percentiles are exact, interpolated linearly between neighbours as numpy, pandas and R do.
+struct IndicatorSummary {
+  std::int64_t count = 0; ///< frames with a value that is a number (infinities included)
+  std::int64_t nan = 0;
+  double mean = 0, min = 0, p5 = 0, median = 0, p95 = 0, max = 0; ///< meaningful when count > 0
+  std::int64_t worstFrame = 0; ///< by the direction in which this indicator gets worse
+  double worstTime = 0;
+};
+
+enum class Severity { info, warn, fail };
+
+/// A stretch of frames on which a rule holds.
+struct Event {
+  std::string kind;
+  Severity severity = Severity::info;        ///< the rule's where the rule is broken, else info
+  std::int64_t startFrame = 0, endFrame = 0; ///< both included
+  double startTime = 0, endTime = 0; ///< seconds; the end is that of the last frame's display
+  std::int64_t frames = 0;           ///< frames on which the rule held; undecodable: errors
+  std::optional<double> worst;       ///< worst value of the rule's indicator; none: undecodable
+};
+
+/// A profile's limit that the input does not keep.
+struct BrokenRule {
+  std::string kind;
+  Severity severity = Severity::fail;
+  std::string reason; ///< a sentence: what was found and what is allowed
+};
+
+enum class Verdict { pass, warn, fail, unmeasured };
+
+struct Judgement {
+  std::array<IndicatorSummary, INDICATORS> summaries;
+  std::vector<Event> events; ///< by start time
+  std::vector<BrokenRule> broken;
+  std::vector<std::string> notJudged; ///< kinds with a rule whose indicator has no value at all
+  Verdict verdict = Verdict::pass;
+  std::string reason;      ///< why the input is unmeasured
+  std::int64_t frames = 0; ///< measured
+  double duration = 0;     ///< seconds that the measured frames are displayed for
+};
+
+/// 0: measured, no rule of severity fail broken; 1: such a rule is broken; 2: not measured, or the
+/// result is doubtful. The status of a batch is the largest of its inputs.
+int exitStatus(Verdict verdict);
+
+std::string_view severityName(Severity severity); ///< "info", "warn", "fail"
+std::string_view verdictName(Verdict verdict);    ///< "pass", "warn", "fail", "unmeasured"
+
+} // namespace lumagauge::qc
+
+#endif

@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// `lumagauge-qc`: options and wiring.
+#include "qc/inputs.h"
+#include "qc/judge/judge.h"
+#include "qc/measure/pipeline.h"
+#include "qc/options.h"
+#include "qc/report/batch.h"
+#include "qc/report/console.h"
+#include "qc/report/csv.h"
+#include "qc/report/json.h"
+#include "qc/report/output.h"
+#include "qc/report/progress.h"
+
+#include <unistd.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#include <algorithm>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+namespace lumagauge::qc {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+volatile std::sig_atomic_t caughtSignal = 0;
+
+/// Asked to end: unwinds, so that unfinished output is taken away.
+struct Interrupted {};
+
+void catchSignals() {
+  struct sigaction action {};
+  action.sa_handler = [](int signal) {
+    static volatile std::sig_atomic_t caught = 0;
+    caughtSignal = signal;
+    caught = caught + 1;
+    // The first asks, and may come twice (timeout sends it to the process and to its group); an
+    // input that gives nothing must not hold up an end that is insisted on.
+    if (caught == 3)
+      _exit(128 + signal);
+  };
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+  // A reader that went away shows as a failed write.
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+/// Every frame's working pictures come and go; given back to the system each time, they cost as
+/// much time in page faults as measuring does.
+void keepFreedMemory() {
+#ifdef __GLIBC__
+  mallopt(M_MMAP_THRESHOLD, 1 << 30);
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+#endif
+}
+
+void endIfAsked() {
+  if (caughtSignal != 0)
+    throw Interrupted();
+}
+
+/// Everything of a run that is the same for all its inputs.
+struct Run {
+  Options options;
+  Profile profile;
+  Settings settings;
+};
+
+/// The result files of one input, complete or not there.
+class ResultFiles {
+public:
+  ResultFiles(const Run &run, const std::string &name, const InputInfo &info)
+      : csvFile(fs::path(run.options.outputFolder) / (name + ".csv")),
+        jsonFile(fs::path(run.options.outputFolder) / (name + ".json")), csv(csvFile.stream()),
+        json(jsonFile.stream(), info, run.settings, run.profile, run.options.withFrames) {}
+
+  void add(const FrameRecord &record) {
+    csv.add(record);
+    json.add(record);
+  }
+  /// The document comes last: where it is, the result is complete.
+  void finish(const InputEnd &end, const Judgement &judgement) {
+    json.finish(end, judgement);
+    csvFile.commit();
+    jsonFile.commit();
+  }
+
+private:
+  AtomicFile csvFile, jsonFile;
+  CsvWriter csv;
+  JsonWriter json;
+};
+
+Progress makeProgress(const Options &options, const InputInfo &info) {
+  const bool terminal = isatty(STDERR_FILENO) != 0;
+  const ProgressMode mode = options.progress == ProgressChoice::plain ? ProgressMode::plain
+                            : options.progress == ProgressChoice::automatic && terminal
+                                ? ProgressMode::bar
+                                : ProgressMode::none;
+  std::optional<std::int64_t> frames = info.frameCount;
+  std::optional<double> seconds = info.duration;
+  double begin = 0;
+  if (const auto &start = options.source.start) {
+    const auto *skipped = std::get_if<Frames>(&*start);
+    begin = skipped != nullptr ? static_cast<double>(skipped->value) / info.rate
+                               : std::get<Seconds>(*start).value;
+    if (seconds)
+      seconds = std::max(0.0, *seconds - begin);
+    frames.reset(); // the time says it as well
+  }
+  if (const auto &duration = options.source.duration) {
+    const auto *wanted = std::get_if<Frames>(&*duration);
+    const double length = wanted != nullptr ? static_cast<double>(wanted->value) / info.rate
+                                            : std::get<Seconds>(*duration).value;
+    seconds = seconds ? std::min(*seconds, length) : length;
+    frames.reset();
+  }
+  return Progress(std::cerr, mode, info.path, frames, seconds, begin);
+}
+
+BatchRow notMeasured(const std::string &input, const std::string &reason) {
+  const Judgement judgement = unmeasured(reason);
+  printVerdict(std::cout, input, judgement);
+  return batchRow(input, judgement);
+}
+
+BatchRow measureInput(const Run &run, const std::string &input, const std::string &name) {
+  const Options &options = run.options;
+  const std::unique_ptr<VideoSource> source = openSource(input, options.source);
+  const InputInfo &info = source->info();
+  for (const std::string &warning : options.quiet ? info.warnings : std::vector<std::string>())
+    std::cerr << "lumagauge-qc: " << printable(input) << ": " << warning << '\n';
+  std::unique_ptr<ResultFiles> files;
+  if (!options.outputFolder.empty())
+    files = std::make_unique<ResultFiles>(run, name, info);
+  Judge judge(run.profile, info);
+  {
+    Progress progress = makeProgress(options, info);
+    measureFrames(*source, options.indicators, run.settings.threads,
+                  [&](const FrameRecord &record) {
+                    endIfAsked();
+                    judge.add(record);
+                    if (files)
+                      files->add(record);
+                    progress.update(record);
+                  });
+  }
+  endIfAsked(); // the input may have ended for the same reason
+  const Judgement judgement = judge.finish(source->end());
+  if (files)
+    files->finish(source->end(), judgement);
+  printReport(std::cout, info, source->end(), judgement, options.quiet);
+  return batchRow(input, judgement);
+}
+
+/// Measures one input or passes over it; what is wrong with the input stays with it.
+BatchRow answer(const Run &run, const std::string &input, const std::string &name) {
+  const Options &options = run.options;
+  if (options.resume && input != "-")
+    if (auto row = readCompleteResult(options.outputFolder, name, input, run.settings, run.profile))
+      return *row;
+  try {
+    return measureInput(run, input, name);
+  } catch (const InputError &error) {
+    return notMeasured(input, error.what());
+  } catch (const std::bad_alloc &) {
+    return notMeasured(input, "it asks for more memory than there is: the machine has too little "
+                              "(fewer --threads need less) or the input is damaged");
+  }
+}
+
+void writeSummary(const Run &run, const std::vector<BatchRow> &rows) {
+  printBatchTable(std::cout, rows);
+  if (run.options.outputFolder.empty())
+    return;
+  AtomicFile summary(fs::path(run.options.outputFolder) / "summary.csv");
+  writeBatchCsv(summary.stream(), rows);
+  summary.commit();
+}
+
+void checkStandardOutput() {
+  if (!std::cout.flush())
+    throw OutputError("standard output cannot be written");
+}
+
+int answerAll(const Run &run) {
+  const std::vector<std::string> inputs = listInputs(run.options);
+  const std::vector<std::string> names = outputNames(inputs);
+  if (!run.options.outputFolder.empty()) {
+    std::error_code error;
+    fs::create_directories(run.options.outputFolder, error);
+    if (error)
+      throw OutputError(run.options.outputFolder + ": cannot be made: " + error.message());
+  }
+  std::vector<BatchRow> rows;
+  int status = 0;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    rows.push_back(answer(run, inputs[i], names[i]));
+    status = std::max(status, exitStatus(rows.back().verdict));
+    checkStandardOutput();
+  }
+  const bool isBatch = inputs.size() > 1 || run.options.recursive || !run.options.lists.empty();
+  if (isBatch)
+    writeSummary(run, rows);
+  checkStandardOutput();
+  return status;
+}
+
+int runCommand(int argc, const char *const *argv) {
+  catchSignals();
+  keepFreedMemory();
+  std::variant<Options, int> parsed = parseOptions(argc, argv, std::cout, std::cerr);
+  if (const int *status = std::get_if<int>(&parsed))
+    return *status;
+  Run run{std::get<Options>(std::move(parsed)), {}, {}};
+  const Options &options = run.options;
+  if (options.printProfile) {
+    std::cout << profileText(options.profile);
+    checkStandardOutput();
+    return 0;
+  }
+  run.profile = loadProfile(options.profile);
+  run.settings = {.version = LUMAGAUGE_VERSION,
+                  .indicators = options.indicators,
+                  .source = describeSource(options.source),
+                  .start = options.startText,
+                  .duration = options.durationText,
+                  .frames = options.frames,
+                  .threads = options.threads > 0 ? options.threads : usableCpus(),
+                  .decodeThreads = options.source.decodeThreads};
+  return answerAll(run);
+}
+
+} // namespace
+
+} // namespace lumagauge::qc
+
+int main(int argc, char **argv) {
+  using namespace lumagauge::qc;
+  // Whatever goes wrong here is the tool's or its user's: never the status of a measured input.
+  try {
+    return runCommand(argc, argv);
+  } catch (const Interrupted &) {
+    return 128 + caughtSignal;
+  } catch (const std::bad_alloc &) {
+    std::cerr << "lumagauge-qc: there is not enough memory\n";
+  } catch (const std::exception &error) {
+    std::cerr << "lumagauge-qc: " << error.what() << '\n';
+  }
+  return USAGE_ERROR;
+}

@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "qc/options.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace lumagauge::qc {
+
+namespace {
+
+constexpr double MAX_SECONDS = 1e9;
+constexpr int MAX_THREADS = 1024;
+constexpr std::int64_t MAX_MAX_PIXELS = std::int64_t{1} << 40;
+
+/// The whole text as a number without a sign; empty where it is none.
+template <class Number> std::optional<Number> parseNumber(std::string_view text) {
+  Number value{};
+  const char *const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || rest != end || text.front() == '-')
+    return std::nullopt;
+  return value;
+}
+
+std::optional<double> parseSeconds(std::string_view text) {
+  if (text.find_first_not_of("0123456789.") != std::string_view::npos)
+    return std::nullopt;
+  const auto value = parseNumber<double>(text);
+  return value && *value <= MAX_SECONDS ? value : std::nullopt;
+}
+
+std::optional<std::uint32_t> parseMask(std::string_view text) {
+  const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+  std::uint32_t value = 0;
+  const char *const begin = text.data() + (isHex ? 2 : 0), *const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(begin, end, value, isHex ? 16 : 10);
+  return error == std::errc() && rest == end ? std::optional(value) : std::nullopt;
+}
+
+/// What the command line says, as text, where it takes more than CLI11 to understand it.
+struct Texts {
+  std::string size, pixelFormat = "yuv420p", indicators = "all", progress = "auto";
+  std::int64_t frameBytes = 0;
+  std::int64_t frames = 0;
+  double fps = 0;
+  int stream = 0;
+  bool raw = false;
+};
+
+/// The arguments in the order CLI11 wants, last first. It would take "[a,b]" for a list of inputs;
+/// the same path in other words is one.
+std::vector<std::string> arguments(int argc, const char *const *argv) {
+  std::vector<std::string> list;
+  for (int i = argc - 1; i > 0; --i) {
+    const std::string_view text = argv[i];
+    list.emplace_back(text.starts_with('[') && text.ends_with(']') ? "./" : "").append(text);
+  }
+  return list;
+}
+
+[[noreturn]] void refuse(const std::string &message) {
+  throw CLI::ValidationError(message, CLI::ExitCodes::ValidationError);
+}
+
+void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
+  app.add_option("INPUT", options.inputs,
+                 "Videos, folders with --recursive, - for standard input. Every other name is that "
+                 "of a file, whatever it looks like; put -- ahead of names that begin with a dash");
+  app.add_flag("--recursive", options.recursive, "Measure the videos in folders and below");
+  app.add_option("--files-from", options.lists, "Read names of inputs from FILE, a line each")
+      ->type_name("FILE|-")
+      ->allow_extra_args(false);
+  app.add_option("--stream", texts.stream, "Stream number in the container [first video]")
+      ->check(CLI::NonNegativeNumber);
+  app.add_option("--start", options.startText,
+                 "Where to begin: 12.5, 1:02:03.5, or 250f for frames")
+      ->type_name("T");
+  auto *duration =
+      app.add_option("--duration", options.durationText, "How much to measure, in the same forms")
+          ->type_name("T");
+  app.add_option("--frames", texts.frames, "How many frames to measure")
+      ->check(CLI::PositiveNumber)
+      ->excludes(duration);
+  app.add_option("--fps", texts.fps, "Frame rate, instead of what the input says [raw: 25]")
+      ->check(CLI::PositiveNumber);
+  auto *raw = app.add_flag("--raw", texts.raw, "The input is raw frames without a header");
+  auto *size = app.add_option("--size", texts.size, "Picture size of raw frames")
+                   ->type_name("WIDTHxHEIGHT")
+                   ->needs(raw);
+  raw->needs(size);
+  app.add_option("--pix-fmt", texts.pixelFormat,
+                 "Pixel format of raw frames, as libavutil names it")
+      ->needs(raw)
+      ->capture_default_str();
+  app.add_option("--frame-bytes", texts.frameBytes, "Bytes from one raw frame to the next")
+      ->needs(raw)
+      ->check(CLI::PositiveNumber);
+}
+
+void addTrustOptions(CLI::App &app, Options &options) {
+  app.add_option("--max-pixels", options.source.maxPixels, "Refuse larger pictures")
+      ->check(CLI::Range(std::int64_t{1}, MAX_MAX_PIXELS))
+      ->capture_default_str();
+  app.add_option("--allow-protocols", options.source.protocols,
+                 "Open scheme://... as a URL where the scheme is in LIST")
+      ->type_name("LIST")
+      ->allow_extra_args(false)
+      ->delimiter(',');
+  app.add_flag("--allow-nested", options.source.nested,
+               "Let playlists, concat lists and image patterns open further files");
+}
+
+void addMeasureOptions(CLI::App &app, Options &options, Texts &texts) {
+  app.add_option("--indicators", texts.indicators,
+                 fmt::format("Which to measure, between commas: {}; or a mask",
+                             fmt::join(INDICATOR_NAMES, ", ")))
+      ->type_name("LIST");
+  app.add_option("--threads", options.threads, "Frames measured at once [CPUs]")
+      ->check(CLI::Range(1, MAX_THREADS));
+  app.add_option("--decode-threads", options.source.decodeThreads,
+                 "Threads of the decoder, 0 for its own choice; 1 makes damaged video reproducible")
+      ->check(CLI::Range(0, 64))
+      ->capture_default_str();
+}
+
+void addOutputOptions(CLI::App &app, Options &options, Texts &texts) {
+  app.add_option("--profile", options.profile, "Rules to judge by: a shipped profile or a file")
+      ->type_name("NAME|FILE")
+      ->capture_default_str();
+  app.add_flag("--print-profile", options.printProfile, "Print the profile and end");
+  auto *output = app.add_option("-o,--output", options.outputFolder,
+                                "Write NAME.csv and NAME.json of each input into DIR")
+                     ->type_name("DIR");
+  app.add_flag("--resume", options.resume,
+               "Pass over inputs whose complete and newer result is in DIR")
+      ->needs(output);
+  app.add_flag("!--no-frames", options.withFrames, "Leave the frames out of NAME.json");
+  app.add_flag("--quiet", options.quiet, "Print the verdict alone");
+  app.add_option("--progress", texts.progress, "auto (a bar on a terminal), plain or none")
+      ->check(CLI::IsMember({"auto", "plain", "none"}));
+}
+
+Extent extentOption(const std::string &name, const std::string &text) {
+  const std::optional<Extent> extent = parseExtent(text);
+  if (!extent)
+    refuse(fmt::format("{} {}: expected seconds (12.5), h:mm:ss.mmm or frames (250f)", name, text));
+  return *extent;
+}
+
+void understandRaw(const CLI::App &app, const Texts &texts, SourceOptions &source) {
+  const auto size = parseSize(texts.size);
+  if (!size)
+    refuse(fmt::format("--size {}: expected WIDTHxHEIGHT in samples, as 1920x1080", texts.size));
+  source.raw = RawLayout{size->first, size->second, texts.pixelFormat, std::nullopt};
+  if (app.count("--frame-bytes") != 0)
+    source.raw->frameBytes = texts.frameBytes;
+}
+
+/// Fills in what CLI11 left as text. Throws CLI::ValidationError.
+void understand(const CLI::App &app, const Texts &texts, Options &options) {
+  SourceOptions &source = options.source;
+  if (texts.raw)
+    understandRaw(app, texts, source);
+  if (app.count("--stream") != 0)
+    source.stream = texts.stream;
+  if (app.count("--start") != 0)
+    source.start = extentOption("--start", options.startText);
+  if (app.count("--duration") != 0)
+    source.duration = extentOption("--duration", options.durationText);
+  if (app.count("--frames") != 0)
+    source.duration = Frames{*(options.frames = texts.frames)};
+  if (app.count("--fps") != 0) {
+    if (!std::isfinite(texts.fps))
+      refuse("--fps: expected a finite number");
+    source.fps = texts.fps;
+  }
+  const std::optional<std::uint32_t> mask = parseIndicators(texts.indicators);
+  if (!mask)
+    refuse(fmt::format("--indicators {}: expected names out of {}, or a mask", texts.indicators,
+                       fmt::join(INDICATOR_NAMES, ", ")));
+  options.indicators = *mask;
+  options.progress = texts.progress == "plain"  ? ProgressChoice::plain
+                     : texts.progress == "none" ? ProgressChoice::none
+                                                : ProgressChoice::automatic;
+  const auto uses = std::count(options.inputs.begin(), options.inputs.end(), "-") +
+                    std::count(options.lists.begin(), options.lists.end(), "-");
+  if (uses > 1)
+    refuse("standard input (-) can be used once");
+  if (options.inputs.empty() && options.lists.empty() && !options.printProfile)
+    refuse("no INPUT is given; --help shows the options");
+}
+
+} // namespace
+
+std::optional<Extent> parseExtent(std::string_view text) {
+  if (text.ends_with('f')) {
+    text.remove_suffix(1);
+    const auto frames = text.empty() ? std::nullopt : parseNumber<std::int64_t>(text);
+    return frames ? std::optional<Extent>(Frames{*frames}) : std::nullopt;
+  }
+  double total = 0;
+  for (int part = 0; part < 3; ++part) {
+    const std::size_t colon = text.find(':');
+    const bool isLast = colon == std::string_view::npos;
+    const std::string_view field = text.substr(0, colon);
+    const bool isWhole = field.find('.') == std::string_view::npos;
+    const auto value = field.empty() || !(isLast || isWhole) ? std::nullopt : parseSeconds(field);
+    if (!value || (part > 0 && *value >= 60))
+      return std::nullopt;
+    total = total * 60 + *value;
+    if (isLast)
+      return Seconds{total};
+    text.remove_prefix(colon + 1);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::uint32_t> parseIndicators(std::string_view text) {
+  if (text == "all")
+    return ALL_INDICATORS;
+  std::uint32_t mask = 0;
+  if (const auto number = parseMask(text)) {
+    mask = *number & ALL_INDICATORS;
+  } else {
+    while (true) {
+      const std::size_t comma = text.find(',');
+      const auto name =
+          std::find(INDICATOR_NAMES.begin(), INDICATOR_NAMES.end(), text.substr(0, comma));
+      if (name == INDICATOR_NAMES.end())
+        return std::nullopt;
+      mask |= 1U << (name - INDICATOR_NAMES.begin());
+      if (comma == std::string_view::npos)
+        break;
+      text.remove_prefix(comma + 1);
+    }
+  }
+  return mask == 0 ? std::nullopt : std::optional(mask);
+}
+
+std::optional<std::pair<std::uint32_t, std::uint32_t>> parseSize(std::string_view text) {
+  const std::size_t cross = text.find('x');
+  if (cross == std::string_view::npos || cross == 0 || cross + 1 == text.size())
+    return std::nullopt;
+  const auto width = parseNumber<std::int32_t>(text.substr(0, cross));
+  const auto height = parseNumber<std::int32_t>(text.substr(cross + 1));
+  if (!width || !height || *width <= 0 || *height <= 0)
+    return std::nullopt;
+  return std::pair(static_cast<std::uint32_t>(*width), static_cast<std::uint32_t>(*height));
+}
+
+std::string describeSource(const SourceOptions &source) {
+  std::vector<std::string> parts;
+  if (source.stream)
+    parts.push_back(fmt::format("stream={}", *source.stream));
+  if (source.fps)
+    parts.push_back(fmt::format("fps={}", *source.fps));
+  if (const auto &raw = source.raw)
+    parts.push_back(fmt::format("raw={}x{}:{}{}", raw->width, raw->height, raw->pixelFormat,
+                                raw->frameBytes ? fmt::format(":{}", *raw->frameBytes) : ""));
+  return fmt::format("{}", fmt::join(parts, " "));
+}
+
+std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::ostream &out,
+                                        std::ostream &err) {
+  Options options;
+  Texts texts;
+  CLI::App app("Measures fifteen quality indicators of videos and says what is wrong, from when to "
+               "when.\nExit status: 0 measured, 1 measured and a rule of severity fail is broken, "
+               "2 not measured or wrong usage.",
+               "lumagauge-qc");
+  app.set_version_flag("--version", "lumagauge-qc " LUMAGAUGE_VERSION);
+  addInputOptions(app, options, texts);
+  addTrustOptions(app, options);
+  addMeasureOptions(app, options, texts);
+  addOutputOptions(app, options, texts);
+  try {
+    app.parse(arguments(argc, argv));
+    understand(app, texts, options);
+    return options;
+  } catch (const CLI::ParseError &error) {
+    return app.exit(error, out, err) == 0 ? 0 : USAGE_ERROR;
+  }
+}
+
+} // namespace lumagauge::qc

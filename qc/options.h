@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The command line of lumagauge-qc.
+#ifndef LUMAGAUGE_QC_OPTIONS_H
+#define LUMAGAUGE_QC_OPTIONS_H
+
+#include "qc/source/open_source.h"
+
+#include <iosfwd>
+#include <string_view>
+#include <variant>
+
+namespace lumagauge::qc {
+
+enum class ProgressChoice { automatic, plain, none };
+
+struct Options {
+  std::vector<std::string> inputs; ///< as given: files, folders, "-"
+  std::vector<std::string> lists;  ///< files that name inputs, a line each; "-": standard input
+  bool recursive = false;
+  SourceOptions source;
+  std::string startText, durationText; ///< as given; empty where not given
+  std::optional<std::int64_t> frames;  ///< --frames, also in source.duration
+  std::uint32_t indicators = ALL_INDICATORS;
+  int threads = 0; ///< 0: the CPUs that the process may use
+  std::string profile = "default";
+  bool printProfile = false;
+  std::string outputFolder; ///< empty: no files
+  bool resume = false, quiet = false, withFrames = true;
+  ProgressChoice progress = ProgressChoice::automatic;
+};
+
+constexpr int USAGE_ERROR = 2;
+
+/// The options, or the exit status where there is nothing to be done: 0 after the help or the
+/// version on `out`, USAGE_ERROR after a message on `err`.
+std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::ostream &out,
+                                        std::ostream &err);
+
+/// "12.5" seconds, "1:02:03.5" or "250f" frames; empty where the text is none of these.
+std::optional<Extent> parseExtent(std::string_view text);
+/// Names of indicators between commas, "all", or a number as a mask; empty where it is none.
+std::optional<std::uint32_t> parseIndicators(std::string_view text);
+/// "1920x1080"; empty where the text is no such pair.
+std::optional<std::pair<std::uint32_t, std::uint32_t>> parseSize(std::string_view text);
+
+/// The options that choose which pictures an input gives and which rate they have, in one form:
+/// "stream=3 fps=24 raw=320x240:yuv420p"; empty where none is given. Time ranges are left out.
+std::string describeSource(const SourceOptions &source);
+
+} // namespace lumagauge::qc
+
+#endif

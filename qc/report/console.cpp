@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "qc/report/console.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+
+namespace lumagauge::qc {
+
+namespace {
+
+/// A fault on every other frame of a long video would bury the verdict; the files have all.
+constexpr std::size_t MOST_EVENTS = 100;
+
+void printInput(std::ostream &stream, const InputInfo &info, const Judgement &judgement) {
+  fmt::print(stream, "{}\n", printable(info.path));
+  fmt::print(stream, "  {}, {}, {}x{} {}, luma {}, range {}\n", printable(info.format),
+             printable(info.codec), info.width, info.height, printable(info.pixelFormat),
+             info.lumaRule, info.range);
+  fmt::print(stream, "  {} frames, {}, {:.6g} frames/s ({})\n", judgement.frames,
+             clockTime(judgement.duration), info.rate, info.rateOrigin);
+  for (const std::string &warning : info.warnings)
+    fmt::print(stream, "  warning: {}\n", printable(warning));
+}
+
+void printTable(std::ostream &stream, const Judgement &judgement) {
+  fmt::print(stream, "\n{:<17} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9}  {}\n", "indicator", "mean",
+             "min", "5 %", "50 %", "95 %", "max", "worst at");
+  for (std::size_t i = 0; i < INDICATORS; ++i) {
+    const IndicatorSummary &s = judgement.summaries[i];
+    if (s.count == 0) {
+      fmt::print(stream, "{:<17} {:>9}\n", INDICATOR_NAMES[i], s.nan > 0 ? "NaN" : "-");
+      continue;
+    }
+    fmt::print(stream,
+               "{:<17} {:>9.4g} {:>9.4g} {:>9.4g} {:>9.4g} {:>9.4g} {:>9.4g}  {} (frame {})\n",
+               INDICATOR_NAMES[i], s.mean, s.min, s.p5, s.median, s.p95, s.max,
+               clockTime(s.worstTime), s.worstFrame);
+  }
+}
+
+void printEvents(std::ostream &stream, const std::vector<Event> &events) {
+  fmt::print(stream, "\n");
+  if (events.empty())
+    fmt::print(stream, "no events\n");
+  for (std::size_t i = 0; i < std::min(events.size(), MOST_EVENTS); ++i) {
+    const Event &e = events[i];
+    fmt::print(stream, "{:<4}  {:<12}  {} - {}  ", severityName(e.severity), e.kind,
+               clockTime(e.startTime), clockTime(e.endTime));
+    if (e.worst)
+      fmt::print(stream, "frames {} - {}, worst {:.4g}\n", e.startFrame, e.endFrame, *e.worst);
+    else
+      fmt::print(stream, "before frame {}, {} error{}\n", e.endFrame, e.frames,
+                 e.frames == 1 ? "" : "s");
+  }
+  if (events.size() > MOST_EVENTS)
+    fmt::print(stream, "... and {} more\n", events.size() - MOST_EVENTS);
+}
+
+} // namespace
+
+void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &end,
+                 const Judgement &judgement, bool quiet) {
+  if (!quiet) {
+    printInput(stream, info, judgement);
+    if (!end.errors.empty())
+      fmt::print(stream, "  warning: {} decode error{}, the first at {}: {}\n", end.errors.size(),
+                 end.errors.size() == 1 ? "" : "s", clockTime(end.errors.front().time),
+                 printable(end.errors.front().message));
+    printTable(stream, judgement);
+    printEvents(stream, judgement.events);
+    if (!judgement.notJudged.empty())
+      fmt::print(stream, "not judged, for lack of values: {}\n",
+                 fmt::join(judgement.notJudged, ", "));
+  }
+  printVerdict(stream, info.path, judgement);
+  if (!quiet)
+    fmt::print(stream, "\n");
+}
+
+void printVerdict(std::ostream &stream, const std::string &path, const Judgement &judgement) {
+  std::vector<std::string> reasons;
+  if (judgement.verdict == Verdict::unmeasured)
+    reasons.push_back(printable(judgement.reason));
+  else
+    for (const BrokenRule &broken : judgement.broken)
+      reasons.push_back(
+          fmt::format("{} {} ({})", severityName(broken.severity), broken.kind, broken.reason));
+  fmt::print(stream, "verdict: {}  {}{}{}\n", verdictName(judgement.verdict), printable(path),
+             reasons.empty() ? "" : "  ", fmt::join(reasons, ", "));
+}
+
+std::string clockTime(double seconds) {
+  if (!std::isfinite(seconds))
+    return "?";
+  const long long all = std::llround(std::abs(seconds) * 1000);
+  return fmt::format("{}{}:{:02}:{:02}.{:03}", seconds < 0 && all > 0 ? "-" : "", all / 3600000,
+                     all / 60000 % 60, all / 1000 % 60, all % 1000);
+}
+
+std::string printable(std::string_view text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    // U+0080 to U+009F, two bytes in UTF-8, are control characters to a terminal as well.
+    const bool startsC1 = byte == 0xC2 && i + 1 < text.size() &&
+                          static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+                          static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (byte < 0x20 || byte == 0x7F || startsC1)
+      result += fmt::format("\\x{:02x}", byte);
+    else
+      result += text[i];
+    if (startsC1)
+      result += fmt::format("\\x{:02x}", static_cast<unsigned char>(text[++i]));
+  }
+  return result;
+}
+
+} // namespace lumagauge::qc

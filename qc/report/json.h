@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// NAME.json: one document of schema "lumagauge/1" (docs/lumagauge-1.schema.json, docs/formats.md).
+#ifndef LUMAGAUGE_QC_REPORT_JSON_H
+#define LUMAGAUGE_QC_REPORT_JSON_H
+
+#include "qc/judge/profile.h"
+#include "qc/report/batch.h"
+
+#include <filesystem>
+#include <ostream>
+
+namespace lumagauge::qc {
+
+/// What the run was asked for, as far as it is the same for every input.
+struct Settings {
+  std::string version; ///< of the program
+  std::uint32_t indicators = ALL_INDICATORS;
+  std::string source;                 ///< options of the source, such as "stream=3 fps=24"
+  std::string start, duration;        ///< as given; empty where not given
+  std::optional<std::int64_t> frames; ///< --frames
+  int threads = 1;
+  int decodeThreads = 0; ///< 0: as the decoder chooses
+};
+
+/// Writes the document as it becomes known: what is known at the start, the frames one by one, the
+/// rest. So memory does not grow with the frames.
+class JsonWriter {
+public:
+  /// Writes the start. `stream` must outlive the writer. Without `withFrames` add writes nothing.
+  JsonWriter(std::ostream &stream, const InputInfo &info, const Settings &settings,
+             const Profile &profile, bool withFrames = true);
+  void add(const FrameRecord &record);
+  void finish(const InputEnd &end, const Judgement &judgement);
+
+private:
+  std::ostream &stream;
+  bool withFrames, firstFrame = true;
+};
+
+/// The row of the closing table for an input that was measured and whose result DIR/NAME.csv and
+/// DIR/NAME.json is complete, newer than the input, and was made from the same path with the same
+/// settings (threads apart) and rules; empty otherwise. For --resume.
+std::optional<BatchRow> readCompleteResult(const std::filesystem::path &directory,
+                                           const std::string &name, const std::string &inputPath,
+                                           const Settings &settings, const Profile &profile);
+
+} // namespace lumagauge::qc
+
+#endif

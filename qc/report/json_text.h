@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// How the JSON reports spell what JSON has no word for, and the parts that writing and resuming
+// share. Apart from json.h so that only the report's own files need nlohmann's header.
+#ifndef LUMAGAUGE_QC_REPORT_JSON_TEXT_H
+#define LUMAGAUGE_QC_REPORT_JSON_TEXT_H
+
+#include "qc/report/json.h"
+
+#include <nlohmann/json.hpp>
+
+namespace lumagauge::qc {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::string_view SCHEMA = "lumagauge/1";
+
+/// A number; "NaN", "Infinity" or "-Infinity" where it is none; null where there is no value.
+Json jsonNumber(std::optional<double> value);
+double numberOf(const Json &value); ///< the reverse, of what is not null
+
+/// UTF-8 on one line; bytes that are not UTF-8 (file names may hold them) as U+FFFD.
+std::string jsonText(const Json &value);
+
+Json settingsJson(const Settings &settings);
+Json rulesJson(const Profile &profile);
+/// The absolute path of a file, null for standard input and URLs.
+Json absolutePathJson(const std::string &inputPath);
+
+} // namespace lumagauge::qc
+
+#endif

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "qc/report/json.h"
+#include "qc/report/json_text.h"
+
+#include <fstream>
+
+namespace lumagauge::qc {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isNewer(const fs::path &result, const fs::path &input) {
+  std::error_code error;
+  const fs::file_time_type made = fs::last_write_time(result, error);
+  if (error)
+    return false;
+  const fs::file_time_type changed = fs::last_write_time(input, error);
+  return !error && made > changed;
+}
+
+/// The document without its frames, which may be many; a discarded value where it is no JSON.
+Json readWithoutFrames(const fs::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  const auto keep = [](int depth, Json::parse_event_t event, const Json &parsed) {
+    return depth != 1 || event != Json::parse_event_t::key || parsed != "frames";
+  };
+  return Json::parse(file, keep, false);
+}
+
+/// What decides whether a result can be used again: threads do not change it.
+Json decisive(Json settings) {
+  settings.erase("threads");
+  settings.erase("decode_threads");
+  return settings;
+}
+
+/// The JSON as it reads back after it was written, where bytes that are no UTF-8 were replaced.
+Json asWritten(const Json &value) {
+  return Json::parse(jsonText(value));
+}
+
+BatchRow rowOf(const Json &document, const std::string &inputPath) {
+  BatchRow row{.path = inputPath, .reason = {}, .broken = {}, .resumed = true};
+  const std::string verdict = document.at("verdict");
+  for (const Verdict v : {Verdict::pass, Verdict::warn, Verdict::fail, Verdict::unmeasured})
+    if (verdict == verdictName(v))
+      row.verdict = v;
+  if (document.at("reason").is_string())
+    row.reason = document.at("reason");
+  row.frames = document.at("measured").at("frames");
+  row.duration = numberOf(document.at("measured").at("duration"));
+  row.events = static_cast<std::int64_t>(document.at("events").size());
+  for (const Json &broken : document.at("broken_rules"))
+    row.broken.push_back(broken.at("kind"));
+  for (std::size_t i = 0; i < INDICATORS; ++i) {
+    const Json &summary = document.at("summary").at(std::string(INDICATOR_NAMES[i]));
+    if (summary.is_object() && summary.contains("mean"))
+      row.means[i] = numberOf(summary.at("mean"));
+  }
+  return row;
+}
+
+} // namespace
+
+std::optional<BatchRow> readCompleteResult(const fs::path &directory, const std::string &name,
+                                           const std::string &inputPath, const Settings &settings,
+                                           const Profile &profile) {
+  const fs::path csv = directory / (name + ".csv"), json = directory / (name + ".json");
+  if (!isNewer(csv, inputPath) || !isNewer(json, inputPath))
+    return std::nullopt;
+  try {
+    const Json document = readWithoutFrames(json);
+    if (document.is_discarded() || document.at("schema") != SCHEMA ||
+        document.at("verdict") == verdictName(Verdict::unmeasured) ||
+        document.at("tool").at("version") != settings.version ||
+        document.at("input").at("absolute_path") != asWritten(absolutePathJson(inputPath)) ||
+        decisive(document.at("settings")) != decisive(asWritten(settingsJson(settings))) ||
+        document.at("profile").at("rules") != asWritten(rulesJson(profile)))
+      return std::nullopt;
+    return rowOf(document, inputPath);
+  } catch (const Json::exception &) {
+    return std::nullopt; // some other file of that name: measuring replaces it
+  }
+}
+
+} // namespace lumagauge::qc

@@ -1,0 +1,386 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "qc/source/libav_source.h"
+
+#include <fmt/format.h>
+
+extern "C" {
+#include <libavutil/parseutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace lumagauge::qc {
+
+namespace {
+
+constexpr double DEFAULT_RATE = 25.0;
+/// Faults in a row after which reading or draining is given up: no progress is to be expected.
+constexpr int MAX_FAILURES_IN_A_ROW = 200;
+/// More than any decoder's delay: memory does not grow with an input that is all damage.
+constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
+/// Rates that are one: as stated and as counted from the time stamps.
+constexpr double RATE_TOLERANCE = 0.01;
+
+constexpr std::int64_t PADDING_PIXELS = 1 << 20;
+/// A stamp so far back is that of another recording.
+constexpr double RESTART_SECONDS = 0.5;
+/// Frames apart, at the least, so that times always rise.
+constexpr double LEAST_STEP = 1.0 / 16;
+/// What writers of AVI put where the number of frames belongs when they cannot come back to it.
+constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
+/// Containers and streams may differ in length by so much without anything missing.
+constexpr double SHORTER_DURATION_SECONDS = 0.1;
+
+template <class T> T *allocated(T *pointer) {
+  if (pointer == nullptr)
+    throw std::bad_alloc();
+  return pointer;
+}
+
+std::optional<double> positive(AVRational rate) {
+  if (rate.num <= 0 || rate.den <= 0)
+    return std::nullopt;
+  return av_q2d(rate);
+}
+
+std::string rangeName(AVColorRange range, AVPixelFormat format) {
+  const AVPixFmtDescriptor *known = av_pix_fmt_desc_get(format);
+  const bool impliesFull = known != nullptr && std::strncmp(known->name, "yuvj", 4) == 0;
+  if (range == AVCOL_RANGE_JPEG || impliesFull)
+    return "full";
+  return range == AVCOL_RANGE_MPEG ? "limited" : "unknown";
+}
+
+void checkSize(int width, int height, std::int64_t maxPixels) {
+  if (std::int64_t{width} * height > maxPixels)
+    throw InputError(fmt::format("its pictures of {}x{} hold more than the {} samples that "
+                                 "--max-pixels allows",
+                                 width, height, maxPixels));
+}
+
+char pictureType(AVPictureType type) {
+  const char letter = av_get_picture_type_char(type);
+  return letter == 'I' || letter == 'P' || letter == 'B' ? letter : '?';
+}
+
+} // namespace
+
+LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
+    : input(path, options), packet(allocated(av_packet_alloc())),
+      frame(allocated(av_frame_alloc())), window(options) {
+  inputInfo.path = path;
+  chooseStream(options);
+  openDecoder(options);
+  describeStream(options);
+  if (!decodeFrame())
+    throw InputError(fmt::format(
+        "no picture of its stream {} can be decoded ({}){}{}", stream->index, inputInfo.codec,
+        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
+        input.isSeekable() ? ""
+                           : "; a container whose index comes last, as in many mp4 "
+                             "files, cannot be read from a pipe"));
+  framePending = true;
+  checkSize(frame->width, frame->height, options.maxPixels);
+  describePicture(options);
+}
+
+void LibavSource::chooseStream(const SourceOptions &options) {
+  std::string videos;
+  for (unsigned i = 0; i < input->nb_streams; ++i) {
+    AVStream *candidate = input->streams[i];
+    const bool isVideo = candidate->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    const bool isCover = (candidate->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+    if (isVideo)
+      videos += fmt::format("{}{}", videos.empty() ? "" : ", ", i);
+    if (isVideo &&
+        (options.stream ? *options.stream == static_cast<int>(i) : stream == nullptr && !isCover))
+      stream = candidate;
+    else
+      candidate->discard = AVDISCARD_ALL;
+  }
+  if (stream != nullptr)
+    return;
+  if (videos.empty())
+    throw InputError("it holds no video stream");
+  throw InputError(options.stream ? fmt::format("its stream {} is no video; its video streams are "
+                                                "{}",
+                                                *options.stream, videos)
+                                  : fmt::format("it holds no video but a cover picture; --stream "
+                                                "{} measures that",
+                                                videos));
+}
+
+void LibavSource::openDecoder(const SourceOptions &options) {
+  const AVCodecParameters &parameters = *stream->codecpar;
+  inputInfo.codec = avcodec_get_name(parameters.codec_id);
+  checkSize(parameters.width, parameters.height, options.maxPixels);
+  const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
+  if (codec == nullptr)
+    throw InputError(fmt::format("no decoder is known for its codec {}", inputInfo.codec));
+  decoder.reset(allocated(avcodec_alloc_context3(codec)));
+  int code = avcodec_parameters_to_context(decoder.get(), &parameters);
+  decoder->pkt_timebase = stream->time_base;
+  // The decoder counts pictures with their padding, so its own limit is a wider one.
+  decoder->max_pixels = 2 * options.maxPixels + PADDING_PIXELS;
+  decoder->thread_count = options.decodeThreads;
+  // The exact crop also where its left edge is not aligned in memory.
+  decoder->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_UNALIGNED;
+  if (code >= 0)
+    code = avcodec_open2(decoder.get(), codec, nullptr);
+  if (code == AVERROR(ENOMEM))
+    throw std::bad_alloc();
+  if (code < 0)
+    throw InputError(fmt::format("the decoder for its codec {} cannot be started: {}",
+                                 inputInfo.codec, libavError(code)));
+}
+
+void LibavSource::describeStream(const SourceOptions &options) {
+  inputInfo.format = input->iformat->name;
+  inputInfo.stream = stream->index;
+  inputInfo.averageRate = positive(stream->avg_frame_rate);
+  const std::optional<double> nominal = positive(stream->r_frame_rate);
+  const auto &average = inputInfo.averageRate;
+  const bool agree =
+      nominal && average && std::abs(*nominal - *average) <= RATE_TOLERANCE * *average;
+  // A nominal rate that differs from the average is a time base or counts fields, so it does not
+  // state how long a frame stands.
+  if (options.fps)
+    inputInfo.rate = *options.fps;
+  else
+    inputInfo.rate = agree ? *nominal : average.value_or(nominal.value_or(DEFAULT_RATE));
+  inputInfo.rateOrigin = options.fps || agree ? "stated"
+                         : average            ? "average"
+                         : nominal            ? "stated"
+                                              : "default";
+  if (stream->duration > 0)
+    inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
+  else if (input->duration > 0 && !isBareStream())
+    inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
+  if (stream->nb_frames >= PLACEHOLDER_FRAMES)
+    inputInfo.duration.reset();
+  else if (stream->nb_frames > 0)
+    inputInfo.frameCount = stream->nb_frames;
+  const AVDictionaryEntry *tag = av_dict_get(stream->metadata, "DURATION", nullptr, 0);
+  std::int64_t tagged = 0;
+  if (tag != nullptr && av_parse_time(&tagged, tag->value, 1) >= 0)
+    announcedDuration = static_cast<double>(tagged) / AV_TIME_BASE;
+  else if (input->nb_streams == 1 &&
+           input->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE)
+    announcedDuration = inputInfo.duration;
+}
+
+void LibavSource::describePicture(const SourceOptions &options) {
+  const auto format = static_cast<AVPixelFormat>(frame->format);
+  if (!givesLuma(format))
+    throw InputError(fmt::format("its pixel format {} gives no luma", av_get_pix_fmt_name(format)));
+  inputInfo.width = static_cast<std::uint32_t>(frame->width);
+  inputInfo.height = static_cast<std::uint32_t>(frame->height);
+  inputInfo.pixelFormat = av_get_pix_fmt_name(format);
+  inputInfo.bitDepth = lumaDepth(format);
+  inputInfo.lumaRule = lumaRule(format);
+  inputInfo.range = rangeName(frame->color_range, format);
+  // A bare stream has the rate that its headers say, else libavformat makes one up.
+  if (isBareStream() && !options.fps && !positive(decoder->framerate)) {
+    inputInfo.rate = DEFAULT_RATE;
+    inputInfo.rateOrigin = "default";
+    inputInfo.averageRate.reset();
+  }
+}
+
+bool LibavSource::read(LumaPicture &picture) {
+  while (!finished && !window.isComplete() &&
+         (std::exchange(framePending, false) || decodeFrame())) {
+    if (hasChangedSize()) {
+      ++resizedPictures;
+      addError(frameTime(), fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
+                                        frame->height, inputInfo.width, inputInfo.height));
+      continue;
+    }
+    picture.frame = frames;
+    picture.time = frameTime();
+    picture.pictureType = pictureType(frame->pict_type);
+    if (window.isAfter(picture))
+      break;
+    reportConcealment();
+    settleErrors(picture.time);
+    ++frames;
+    if (window.isBefore(picture))
+      continue;
+    Planes planes{};
+    std::copy_n(frame->data, 4, planes.data);
+    std::copy_n(frame->linesize, 4, planes.stride);
+    luma.read(planes, static_cast<AVPixelFormat>(frame->format), frame->width, frame->height,
+              picture.samples);
+    window.delivered(picture);
+    return true;
+  }
+  finish();
+  return false;
+}
+
+bool LibavSource::decodeFrame() {
+  while (true) {
+    const int code = avcodec_receive_frame(decoder.get(), frame.get());
+    if (code == 0)
+      return true;
+    if (code == AVERROR(ENOMEM))
+      throw std::bad_alloc();
+    if (code == AVERROR_EOF)
+      return false;
+    if (code == AVERROR(EAGAIN) && !draining) {
+      feedDecoder();
+      continue;
+    }
+    ++failedPackets;
+    addError(lastTime, libavError(code));
+    if (draining && ++failuresInARow > MAX_FAILURES_IN_A_ROW)
+      return false;
+  }
+}
+
+void LibavSource::feedDecoder() {
+  int code = 0;
+  while ((code = av_read_frame(input.get(), packet.get())) >= 0 &&
+         (packet->stream_index != stream->index || packet->size == 0))
+    av_packet_unref(packet.get());
+  if (code == AVERROR(ENOMEM))
+    throw std::bad_alloc();
+  const bool endOfInput = code == AVERROR_EOF || (code < 0 && input.wentPastEnd());
+  if (code < 0 && !endOfInput && input.readFailure() == 0 &&
+      ++failuresInARow <= MAX_FAILURES_IN_A_ROW) {
+    addError(lastTime, fmt::format("the container is damaged: {}", libavError(code)));
+    return;
+  }
+  if (code < 0) {
+    finishDemuxing(code);
+    return;
+  }
+  failuresInARow = 0;
+  ++packets;
+  packetEnd = packet->pos + packet->size;
+  if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
+    addError(packetTime(), "the container marks data as damaged or incomplete");
+  code = avcodec_send_packet(decoder.get(), packet.get());
+  if (code == AVERROR(ENOMEM))
+    throw std::bad_alloc();
+  if (code < 0) {
+    ++failedPackets;
+    addError(packetTime(), libavError(code));
+  }
+  av_packet_unref(packet.get());
+}
+
+void LibavSource::finishDemuxing(int code) {
+  draining = true;
+  avcodec_send_packet(decoder.get(), nullptr);
+  if (input.readFailure() != 0)
+    inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(input.readFailure()));
+  else if (code != AVERROR_EOF && !input.wentPastEnd())
+    inputEnd.reason = fmt::format("reading stopped in damaged data: {}", libavError(code));
+  if (!inputEnd.reason.empty())
+    addError(lastTime, inputEnd.reason);
+  // The demuxer of y4m passes over a last frame that is not whole.
+  const bool isFramesAlone = inputInfo.format == "yuv4mpegpipe";
+  endedInside =
+      code != AVERROR_EOF || (isFramesAlone && packets > 0 && avio_tell(input->pb) > packetEnd);
+}
+
+/// Reports an input that is shorter than it says itself. Only what was read to the end of the file
+/// counts: indexes may well list frames that are not meant to be shown.
+void LibavSource::reportMissingEnd() {
+  if (!draining || !inputEnd.reason.empty() || !input.wentPastEnd())
+    return;
+  const double slack = std::max(2.0 / inputInfo.rate, SHORTER_DURATION_SECONDS);
+  if (inputInfo.frameCount && packets < *inputInfo.frameCount)
+    addError(lastTime,
+             fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
+  else if (!inputInfo.frameCount && announcedDuration && lastEnd + slack < *announcedDuration)
+    addError(lastTime, fmt::format("the input ends after {:.3f} of {:.3f} seconds", lastEnd,
+                                   *announcedDuration));
+  else if (endedInside)
+    addError(lastTime, "the input ends inside a frame");
+}
+
+double LibavSource::frameTime() {
+  const double step = 1.0 / inputInfo.rate;
+  double time = frames == 0 ? 0.0 : lastTime + step;
+  if (isBareStream()) {
+    time = static_cast<double>(frames) * step;
+  } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
+    const double stamp = seconds(frame->best_effort_timestamp);
+    // Recordings joined end to end start over: they continue a frame later instead. A single stamp
+    // that is not later than the one before it only gives way.
+    if (frames > 0 && stamp + timeOffset < lastTime - RESTART_SECONDS)
+      timeOffset = time - stamp;
+    time = frames > 0 ? std::max(stamp + timeOffset, lastTime + LEAST_STEP * step)
+                      : stamp + timeOffset;
+  }
+  lastTime = time;
+  lastEnd =
+      time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
+  return time;
+}
+
+bool LibavSource::isBareStream() const {
+  return (input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0;
+}
+
+bool LibavSource::hasChangedSize() const {
+  return static_cast<std::uint32_t>(frame->width) != inputInfo.width ||
+         static_cast<std::uint32_t>(frame->height) != inputInfo.height;
+}
+
+void LibavSource::reportConcealment() {
+  if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
+    addError(lastTime, "the picture is damaged; the decoder concealed what it could not decode");
+}
+
+void LibavSource::addError(double time, std::string message) {
+  unsettledErrors.push_back({frames, time, std::move(message)});
+  if (unsettledErrors.size() > MAX_UNSETTLED_ERRORS)
+    settleErrors(std::numeric_limits<double>::max());
+}
+
+void LibavSource::settleErrors(double time) {
+  for (DecodeError &error : unsettledErrors)
+    if (error.time <= time && (inputEnd.errors.empty() || inputEnd.errors.back().frame != frames)) {
+      error.frame = frames;
+      inputEnd.errors.push_back(error);
+    }
+  std::erase_if(unsettledErrors, [&](const DecodeError &error) { return error.time <= time; });
+}
+
+double LibavSource::seconds(std::int64_t stamp) const {
+  const AVRational base = stream->time_base;
+  const std::int64_t origin = input->start_time == AV_NOPTS_VALUE
+                                  ? 0
+                                  : av_rescale_q(input->start_time, AV_TIME_BASE_Q, base);
+  return (static_cast<double>(stamp) - static_cast<double>(origin)) * base.num / base.den;
+}
+
+double LibavSource::packetTime() const {
+  const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+  return stamp == AV_NOPTS_VALUE ? lastTime : seconds(stamp) + timeOffset;
+}
+
+void LibavSource::finish() {
+  if (std::exchange(finished, true))
+    return;
+  reportMissingEnd();
+  settleErrors(std::numeric_limits<double>::max());
+  if (inputEnd.reason.empty() && resizedPictures > 0)
+    inputEnd.reason = fmt::format("{} pictures have another size than the first one and were not "
+                                  "measured",
+                                  resizedPictures);
+  if (inputEnd.reason.empty() && 2 * failedPackets > packets)
+    inputEnd.reason = fmt::format("{} of {} packets could not be decoded", failedPackets, packets);
+  inputEnd.doubtful = !inputEnd.reason.empty();
+}
+
+} // namespace lumagauge::qc

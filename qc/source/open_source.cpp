@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: BSD-2-Clause
+#include "qc/source/open_source.h"
+
+#include "qc/source/libav_source.h"
+#include "qc/source/raw_source.h"
+
+namespace lumagauge::qc {
+
+namespace {
+/// Time stamps are rounded to the container's time base: a frame half a millisecond ahead of the
+/// start that was asked for is the one that was meant.
+constexpr double TIME_TOLERANCE = 0.0005;
+} // namespace
+
+bool Window::isBefore(const LumaPicture &picture) const {
+  if (!start)
+    return false;
+  if (const auto *frames = std::get_if<Frames>(&*start))
+    return picture.frame < frames->value;
+  return picture.time < std::get<Seconds>(*start).value - TIME_TOLERANCE;
+}
+
+bool Window::isAfter(const LumaPicture &picture) const {
+  const auto *seconds = length ? std::get_if<Seconds>(&*length) : nullptr;
+  if (seconds == nullptr)
+    return false;
+  if (!start || std::holds_alternative<Seconds>(*start)) {
+    const double first = start ? std::get<Seconds>(*start).value : 0.0;
+    return picture.time >= first + seconds->value - TIME_TOLERANCE;
+  }
+  return firstTime && picture.time >= *firstTime + seconds->value - TIME_TOLERANCE;
+}
+
+void Window::delivered(const LumaPicture &picture) {
+  if (!firstTime)
+    firstTime = picture.time;
+  ++deliveries;
+}
+
+bool Window::isComplete() const {
+  const auto *frames = length ? std::get_if<Frames>(&*length) : nullptr;
+  return frames != nullptr && deliveries >= frames->value;
+}
+
+std::unique_ptr<VideoSource> openSource(const std::string &input, const SourceOptions &options) {
+  if (options.raw)
+    return std::make_unique<RawSource>(input, options);
+  return std::make_unique<LibavSource>(input, options);
+}
+
+} // namespace lumagauge::qc

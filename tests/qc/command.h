@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Running the shipped executables in a temporary folder, on clips that ffmpeg makes there.
+#ifndef LUMAGAUGE_TESTS_QC_COMMAND_H
+#define LUMAGAUGE_TESTS_QC_COMMAND_H
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace lumagauge::qc {
+
+inline std::string readFile(const std::filesystem::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void writeFile(const std::filesystem::path &path, const std::string &bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+struct Outcome {
+  int status; ///< 128 + the signal where one ended it
+  std::string output, errors;
+};
+
+/// A test in a folder of its own, in which its commands run and which goes with it.
+class CommandTest : public testing::Test {
+protected:
+  CommandTest() {
+    std::string name = std::filesystem::temp_directory_path() / "lumagauge-XXXXXX";
+    folder = mkdtemp(name.data());
+  }
+  ~CommandTest() override { std::filesystem::remove_all(folder); }
+
+  Outcome shell(const std::string &command) const {
+    const std::string text = "cd " + folder.string() + " && { " + command + "\n} >.out 2>.err";
+    const int status = std::system(text.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+            readFile(folder / ".out"), readFile(folder / ".err")};
+  }
+  Outcome qc(const std::string &arguments) const { return shell(QC_COMMAND " " + arguments); }
+
+  void ffmpeg(const std::string &arguments) const {
+    const Outcome made = shell("ffmpeg -v error -nostdin -y " + arguments);
+    ASSERT_EQ(made.status, 0) << arguments << '\n' << made.errors;
+  }
+
+  /// The fields of a file without quoted ones, the header's line included.
+  std::vector<std::vector<std::string>> csv(const std::string &name) const {
+    std::vector<std::vector<std::string>> rows;
+    std::istringstream text(readFile(folder / name));
+    for (std::string line; std::getline(text, line);) {
+      if (line.ends_with('\r'))
+        line.pop_back();
+      rows.emplace_back();
+      std::istringstream fields(line + ',');
+      for (std::string field; std::getline(fields, field, ',');)
+        rows.back().push_back(field);
+    }
+    return rows;
+  }
+
+  std::filesystem::path folder;
+};
+
+} // namespace lumagauge::qc
+
+#endif

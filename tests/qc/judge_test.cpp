@@ -1,0 +1,312 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Events, limits, verdicts and profiles on records made by hand: 90 frames at 30 a second, faults
+// on frames 30 to 59, unless a test says otherwise.
+#include "qc/judge/judge.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace lumagauge::qc {
+namespace {
+
+using I = Indicator;
+using Values = std::vector<std::pair<Indicator, double>>;
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+constexpr double INFINITE = std::numeric_limits<double>::infinity();
+
+/// A frame that nobody would object to.
+FrameRecord ordinary(std::int64_t frame, double rate) {
+  FrameRecord record{.frame = frame, .time = static_cast<double>(frame) / rate, .values = {}};
+  record.values = {1.0, 50.0, 0.0, 0.0, 0.5, 3.0, 5.0, 0.0, 0.0, 120.0, 40.0, 0.001, 0.3, 2.0, {}};
+  return record;
+}
+
+Judgement judge(const Profile &profile, const std::vector<FrameRecord> &records, double rate,
+                const InputEnd &end = {}) {
+  InputInfo info;
+  info.averageRate = rate;
+  Judge judge(profile, info);
+  for (const FrameRecord &record : records)
+    judge.add(record);
+  return judge.finish(end);
+}
+
+std::vector<FrameRecord> withFault(const Values &values) {
+  std::vector<FrameRecord> records;
+  for (std::int64_t frame = 0; frame < 90; ++frame) {
+    records.push_back(ordinary(frame, 30));
+    if (frame >= 30 && frame < 60)
+      for (const auto &[indicator, value] : values)
+        records.back()[indicator] = value;
+  }
+  return records;
+}
+
+/// "kind first-last start-end" of each event, times in milliseconds.
+std::string eventsText(const Judgement &judgement) {
+  std::string text;
+  for (const Event &e : judgement.events)
+    text += fmt::format("{}{} {}-{} {:.0f}-{:.0f}", text.empty() ? "" : ", ", e.kind, e.startFrame,
+                        e.endFrame, e.startTime * 1000, e.endTime * 1000);
+  return text;
+}
+
+struct KindCase {
+  std::string kind;
+  Values values;
+  double worst;
+};
+class ShippedRules : public testing::TestWithParam<KindCase> {};
+
+TEST_P(ShippedRules, FindTheFaultFromItsFirstToItsLastFrame) {
+  const auto &[kind, values, worst] = GetParam();
+  for (const std::string_view profile : profileNames()) {
+    const Judgement found = judge(loadProfile(std::string(profile)), withFault(values), 30);
+    EXPECT_EQ(eventsText(found), kind + " 30-59 1000-2000");
+    ASSERT_EQ(found.events.size(), 1U);
+    EXPECT_EQ(found.events[0].frames, 30);
+    EXPECT_EQ(found.events[0].worst, worst);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, ShippedRules,
+    testing::Values(
+        // A flat picture is uniform in every row and column, still, and without contrast.
+        KindCase{"black",
+                 {{I::blackout, 1},
+                  {I::exposure, 16},
+                  {I::letterbox, 1},
+                  {I::pillarbox, 1},
+                  {I::temporalActivity, 0},
+                  {I::contrast, 0},
+                  {I::blur, 0}},
+                 1},
+        KindCase{"flat",
+                 {{I::blackout, 1},
+                  {I::exposure, 235},
+                  {I::letterbox, 1},
+                  {I::pillarbox, 1},
+                  {I::temporalActivity, 0},
+                  {I::contrast, 0},
+                  {I::blur, 0}},
+                 1},
+        KindCase{"frozen", {{I::temporalActivity, 0}, {I::freezing, 1}}, 0},
+        KindCase{"letterbox", {{I::letterbox, 0.24}}, 0.24},
+        KindCase{"pillarbox", {{I::pillarbox, 0.25}, {I::blockiness, 0.3}}, 0.25},
+        KindCase{"block_loss", {{I::blockLoss, 45}}, 45},
+        KindCase{"slice_error", {{I::slice, INFINITE}, {I::blockLoss, 8}}, INFINITE},
+        KindCase{"interlaced", {{I::interlace, 0.08}}, 0.08},
+        KindCase{"blocky", {{I::blockiness, 0.25}}, 0.25},
+        KindCase{"blurred", {{I::blur, 9.5}}, 9.5},
+        KindCase{"noisy", {{I::noise, 6}, {I::spatialActivity, 80}}, 6},
+        KindCase{"flicker", {{I::temporalActivity, 130}}, 130},
+        KindCase{"overexposed", {{I::exposure, 184}}, 184},
+        KindCase{"underexposed", {{I::exposure, 36}}, 36},
+        KindCase{"low_contrast", {{I::contrast, 4}}, 4}),
+    [](const auto &test) { return test.param.kind; });
+
+TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
+  const std::pair<const char *, Values> cases[] = {
+      {"a nearly still shot", {{I::temporalActivity, 0.12}, {I::freezing, 1}}},
+      {"a dark concert", {{I::exposure, 78}, {I::contrast, 11.8}}},
+      {"a picture of little detail", {{I::spatialActivity, 4}, {I::blur, 0}}},
+      {"a wall: rows alike, columns not", {{I::slice, INFINITE}, {I::blockLoss, 3}}},
+      {"fine texture", {{I::noise, 13}, {I::spatialActivity, 167}}},
+      {"a title card", {{I::letterbox, 0.8}}},
+      {"dark left edge", {{I::pillarbox, 0.16}}}};
+  for (const auto &[name, values] : cases)
+    EXPECT_EQ(eventsText(judge(loadProfile("default"), withFault(values), 30)), "") << name;
+}
+
+/// Ten frames a second; x: the rule holds, o: with an edge threshold of 4 alone, n: NaN, _: no
+/// value, else: it does not.
+Judgement judgePattern(const std::string &pattern, const std::string &keys) {
+  const Profile profile = parseProfile(
+      "[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n" + keys, "test.toml");
+  std::vector<FrameRecord> records;
+  for (const char c : pattern) {
+    records.push_back(ordinary(static_cast<std::int64_t>(records.size()), 10));
+    std::optional<double> &blur = records.back()[I::blur];
+    blur = c == 'x' ? 5.5 : c == 'o' ? 4.5 : c == 'n' ? NOT_A_NUMBER : 4.0;
+    if (c == '_')
+      blur.reset();
+  }
+  return judge(profile, records, 10);
+}
+
+TEST(Events, BeginAndEndWhereDurationAndGapSay) {
+  const struct {
+    const char *pattern, *keys, *expected;
+  } cases[] = {{"..xxx..", "min_duration = 0.3", "blurred 2-4 200-500"},
+               {"..xx...", "min_duration = 0.3", ""},
+               {"xx..xx.", "bridged_gap = 0.2", "blurred 0-5 0-600"},
+               {"xx..xx.", "bridged_gap = 0.1", "blurred 0-1 0-200, blurred 4-5 400-600"},
+               {"x.x....", "bridged_gap = 0.1\nmin_duration = 0.3", "blurred 0-2 0-300"},
+               {"....xxx", "min_duration = 0.3", "blurred 4-6 400-700"},
+               {"xx....x", "bridged_gap = 0.2\nmin_duration = 0.2", "blurred 0-1 0-200"},
+               {".ooxxox.", "edge_threshold = 4\nmin_duration = 0.2", "blurred 1-6 100-700"},
+               {".oxoxox.", "edge_threshold = 4\nmin_duration = 0.2", ""},
+               {"oxxo.ox", "edge_threshold = 4\nbridged_gap = 0.1", "blurred 0-6 0-700"},
+               {"xnx_x", "", "blurred 0-0 0-100, blurred 2-2 200-300, blurred 4-4 400-500"}};
+  for (const auto &[pattern, keys, expected] : cases)
+    EXPECT_EQ(eventsText(judgePattern(pattern, keys)), expected) << pattern << ' ' << keys;
+}
+
+TEST(Events, AFlickeringValueStandsForItsPeriod) {
+  std::vector<FrameRecord> records;
+  for (std::int64_t frame = 0; frame < 30; ++frame) {
+    records.push_back(ordinary(frame, 25));
+    if (frame > 0 && frame % 8 == 0)
+      records.back()[I::flickering] = frame == 16 ? 0.9 : 0.1;
+  }
+  const Profile profile = parseProfile(
+      "[flicker]\nindicator = 'flickering'\ncomparison = '>='\nthreshold = 0.9\n", "test.toml");
+  EXPECT_EQ(eventsText(judge(profile, records, 25)), "flicker 9-16 360-680");
+  records.resize(17); // the period's row is the last
+  EXPECT_EQ(eventsText(judge(profile, records, 25)), "flicker 9-16 360-680");
+}
+
+TEST(Events, EndWithTheDisplayOfAFrameOfVariableRate) {
+  std::vector<FrameRecord> records = withFault({{I::blur, 9}});
+  records.resize(33);
+  for (std::size_t frame = 0; frame < records.size(); ++frame)
+    records[frame].time = frame == 32 ? 5.0 : static_cast<double>(frame) * 0.1;
+  const Profile profile =
+      parseProfile("[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n", "test.toml");
+  EXPECT_EQ(eventsText(judge(profile, records, 4)), "blurred 30-32 3000-5250");
+  records[32][I::blur] = 3.0;
+  EXPECT_EQ(eventsText(judge(profile, records, 4)), "blurred 30-31 3000-5000");
+}
+
+TEST(Events, UndecodableLastsUntilTheNextFrame) {
+  std::vector<FrameRecord> records = withFault({});
+  records.erase(records.begin() + 60, records.end());
+  for (std::size_t i = 30; i < records.size(); ++i)
+    records[i].time += 1; // a second is missing before frame 30
+  InputEnd end;
+  end.errors = {{30, 1.0, "first"}, {30, 1.5, "second"}, {60, 3.0, "cut off"}};
+  const Judgement found = judge(loadProfile("broadcast"), records, 30, end);
+  EXPECT_EQ(eventsText(found), "undecodable 30-30 1000-2000, undecodable 60-60 3000-3033");
+  EXPECT_EQ(found.verdict, Verdict::fail);
+  EXPECT_EQ(found.duration, 3.0);
+}
+
+TEST(Verdicts, FollowSeverityAndLimits) {
+  const struct {
+    const char *pattern, *keys;
+    Verdict verdict;
+    const char *reason;
+  } cases[] = {
+      {"..........", "severity = 'fail'", Verdict::pass, ""},
+      {"x.x.......", "severity = 'info'\nmax_count = 0", Verdict::pass, ""},
+      {"x.........", "severity = 'warn'", Verdict::warn, "1 event, none allowed"},
+      {"x.x.......", "severity = 'fail'", Verdict::fail, "2 events, none allowed"},
+      {"xx........", "severity = 'fail'\nmax_share = 20", Verdict::pass, ""},
+      {"xx.x......", "severity = 'fail'\nmax_share = 20", Verdict::fail,
+       "30.00 % of the frames, 20 % allowed"},
+      {"xx.xx.....", "severity = 'fail'\nmax_duration = 0.25", Verdict::pass, ""},
+      {"xx.xxx....", "severity = 'fail'\nmax_duration = 0.25", Verdict::fail,
+       "an event of 0.300 s, 0.25 s allowed"},
+      {"x.x.......", "severity = 'fail'\nmax_count = 2", Verdict::pass, ""},
+      {"x.x.x.....", "severity = 'fail'\nmax_count = 2", Verdict::fail, "3 events, 2 allowed"}};
+  for (const auto &[pattern, keys, verdict, reason] : cases) {
+    const Judgement found = judgePattern(pattern, keys);
+    EXPECT_EQ(found.verdict, verdict) << pattern << ' ' << keys;
+    EXPECT_EQ(found.broken.empty() ? "" : found.broken[0].reason, reason);
+    EXPECT_EQ(exitStatus(found.verdict), verdict == Verdict::fail ? 1 : 0);
+    for (const Event &event : found.events)
+      EXPECT_EQ(event.severity == Severity::info, found.broken.empty()) << pattern << ' ' << keys;
+  }
+}
+
+TEST(Verdicts, AreUnmeasuredWithoutFramesOrWhereDoubtful) {
+  InputEnd end;
+  end.errors = {{0, 0.0, "no key frame"}};
+  EXPECT_EQ(judge(loadProfile("default"), {}, 25, end).reason,
+            "no frame could be measured: no key frame");
+  end.doubtful = true;
+  end.reason = "reading failed";
+  const Judgement doubtful = judge(loadProfile("default"), withFault({}), 30, end);
+  EXPECT_EQ(doubtful.reason, "the result is doubtful: reading failed");
+  EXPECT_EQ(exitStatus(doubtful.verdict), 2);
+}
+
+TEST(Verdicts, NameTheRulesThatHadNothingToJudge) {
+  EXPECT_EQ(judgePattern("____", "").notJudged, std::vector<std::string>{"blurred"});
+  EXPECT_TRUE(judgePattern("__n_", "").notJudged.empty());
+}
+
+TEST(Summaries, HoldExactPercentilesAndTheWorstFrame) {
+  std::vector<FrameRecord> records;
+  for (const double value : {3.0, 1.0, NOT_A_NUMBER, 5.0, 2.0, 4.0}) {
+    records.push_back({.frame = static_cast<std::int64_t>(records.size()) + 7, .values = {}});
+    records.back()[I::blur] = records.back()[I::contrast] = value;
+    records.back()[I::slice] = value == 4.0 ? INFINITE : value;
+  }
+  const Judgement found = judge(loadProfile("default"), records, 25);
+  const auto of = [&](I i) { return found.summaries[static_cast<std::size_t>(i)]; };
+  EXPECT_EQ(of(I::blur).count, 5);
+  EXPECT_EQ(of(I::blur).nan, 1);
+  EXPECT_EQ(of(I::blur).mean, 3.0);
+  EXPECT_DOUBLE_EQ(of(I::blur).p5, 1.2);
+  EXPECT_EQ(of(I::blur).median, 3.0);
+  EXPECT_DOUBLE_EQ(of(I::blur).p95, 4.8);
+  EXPECT_EQ(of(I::blur).worstFrame, 10);    // more is worse
+  EXPECT_EQ(of(I::contrast).worstFrame, 8); // less is worse
+  EXPECT_EQ(of(I::slice).p95, INFINITE);
+  EXPECT_EQ(of(I::slice).median, 3.0);
+  EXPECT_EQ(of(I::noise).count, 0);
+}
+
+TEST(Profiles, AreRefusedWithFileAndLine) {
+  const std::pair<const char *, const char *> cases[] = {
+      {"[black]\nindicator = 'blackout'\ncomparison = '>'\ntreshold = 1\n",
+       "p.toml:4: unknown key 'treshold' in [black]"},
+      {"\n[blck]\n", "p.toml:2: unknown key 'blck'"},
+      {"[blurred]\nindicator = 'blur'\nthreshold = 1\n", "p.toml:1: [blurred] lacks 'comparison'"},
+      {"[blurred]\nthreshold = '1'\n", "p.toml:2: 'threshold' must be a number"},
+      {"[blurred]\nthreshold = nan\n", "p.toml:2: 'threshold' must be a number"},
+      {"[blurred]\nindicator = 'blurr'\n", "p.toml:2: 'blurr' is no indicator; one of blockiness"},
+      {"[blurred]\ncomparison = '=='\n", "p.toml:2: '==' is no comparison"},
+      {"[blurred]\nseverity = 1\n", "p.toml:2: 'severity' must be a string"},
+      {"[blurred]\nmin_duration = -1\n", "p.toml:2: 'min_duration' must be 0 or more"},
+      {"[blurred]\nmax_share = 101\n", "p.toml:2: 'max_share' must be 0 or more, at most 100"},
+      {"[blurred]\nmax_count = 1.5\n", "p.toml:2: 'max_count' must be a whole number"},
+      {"[blurred]\nand = 1\n", "p.toml:2: 'and' must be an array of tables"},
+      {"[blurred]\nand = [{ indicator = 'blur' }]\n", "p.toml:2: an entry of 'and' lacks"},
+      {"[blurred]\nenabled = 1\n", "p.toml:2: 'enabled' must be true or false"},
+      {"[undecodable]\nindicator = 'blur'\n", "p.toml:2: unknown key 'indicator' in [undecodable]"},
+      {"blurred = 1\n", "p.toml:1: 'blurred' must be a table"},
+      {"[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\nedge_threshold = 6\n",
+       "p.toml:1: the edge_threshold of [blurred] must be looser"},
+      {"base = 'strict'\n", "p.toml:1: 'strict' is no base; one of default, broadcast"},
+      {"[blurred\n", "p.toml:1: "}};
+  for (const auto &[text, message] : cases)
+    try {
+      parseProfile(text, "p.toml");
+      ADD_FAILURE() << "accepted: " << text;
+    } catch (const ProfileError &error) {
+      EXPECT_EQ(std::string(error.what()).substr(0, std::string(message).size()), message);
+    }
+  EXPECT_THROW(loadProfile("/nowhere/none.toml"), ProfileError);
+}
+
+TEST(Profiles, ChangeTheKeysOfTheirBase) {
+  const Profile base = loadProfile("default");
+  const Profile changed = parseProfile(
+      "base = 'default'\n[black]\nenabled = false\n[frozen]\nthreshold = 0.05\n", "p.toml");
+  ASSERT_EQ(changed.rules.size(), base.rules.size() - 1);
+  EXPECT_EQ(base.rules[0].kind, "black");
+  EXPECT_EQ(changed.rules[1].kind, "frozen");
+  EXPECT_EQ(changed.rules[1].conditions[0].threshold, 0.05);
+  EXPECT_EQ(changed.rules[1].conditions.size(), base.rules[2].conditions.size());
+  EXPECT_EQ(changed.rules[1].minDuration, base.rules[2].minDuration);
+  EXPECT_EQ(parseProfile("", "empty.toml").rules.size(), 0U);
+}
+
+} // namespace
+} // namespace lumagauge::qc

@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The values of lumagauge-qc are those of the library and of lumagauge, for any number of threads.
+#include "command.h"
+#include "indicators/indicators.h"
+#include "qc/record.h"
+
+#include <cmath>
+#include <cstdint>
+
+namespace lumagauge::qc {
+namespace {
+
+using Values = std::array<std::optional<double>, INDICATORS>;
+
+/// The library's values of all pictures, called one after another as its header says.
+std::vector<Values> libraryValues(std::vector<std::string> &pictures, std::uint64_t w,
+                                  std::uint64_t h, double rate) {
+  const auto image = [&](std::string &bytes) {
+    return makeImage(w, h, reinterpret_cast<std::uint8_t *>(bytes.data()));
+  };
+  std::string counts(w / 8 * (h / 8), '\0'), states = counts, changes = counts;
+  const auto blocks = [&](std::string &bytes) {
+    return makeImage(w / 8, h / 8, reinterpret_cast<std::uint8_t *>(bytes.data()));
+  };
+  FreezingState freezingState;
+  FlickeringState flickeringState;
+  std::vector<Values> all;
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    const Image luma = image(pictures[i]);
+    const bool black = measureBlackout(&luma);
+    Values values{measureBlockiness(&luma),
+                  measureSpatialActivity(&luma),
+                  measureLetterbox(&luma),
+                  measurePillarbox(&luma),
+                  std::nullopt,
+                  measureBlur(&luma),
+                  std::nullopt,
+                  black,
+                  std::nullopt,
+                  measureExposure(&luma),
+                  measureContrast(&luma),
+                  measureInterlace(&luma),
+                  measureNoise(&luma),
+                  measureSlice(&luma),
+                  std::nullopt};
+    if (w >= 256 && h >= 256)
+      values[4] = measureBlockLoss(&luma);
+    if (i > 0) {
+      const Image before = image(pictures[i - 1]);
+      Image changed = blocks(changes), count = blocks(counts), state = blocks(states);
+      findChangedBlocks(&luma, &before, &changed);
+      const double flicker = measureFlickering(flickeringState, &changed, &count, &state);
+      values[6] = temporalActivity(&luma, &before);
+      values[8] = measureFreezing(freezingState, black, *values[6], rate);
+      if (i % 8 == 0)
+        values[14] = flicker;
+    }
+    all.push_back(values);
+  }
+  return all;
+}
+
+/// A value as the rows of lumagauge's results file show it.
+std::string shown(std::size_t indicator, double value) {
+  const char *format = indicator == 5 || indicator == 13  ? "%.3f"
+                       : indicator == 12                  ? "%.4f"
+                       : indicator >= 7 && indicator <= 9 ? "%.0f"
+                                                          : "%.5f";
+  char text[64];
+  // Exposure is cut off to a whole number there.
+  std::snprintf(text, sizeof text, format, indicator == 9 ? std::trunc(value) : value);
+  return text;
+}
+
+struct Clip {
+  const char *name, *filter;
+  std::uint64_t width, height;
+  const char *encoder;
+};
+void PrintTo(const Clip &clip, std::ostream *stream) {
+  *stream << clip.name;
+}
+
+class Values15 : public CommandTest, public testing::WithParamInterface<Clip> {};
+
+TEST_P(Values15, AreThoseOfLibraryAndMeter) {
+  const Clip &clip = GetParam();
+  const std::string size = std::to_string(clip.width) + "x" + std::to_string(clip.height);
+  ffmpeg("-f lavfi -i " + std::string(clip.filter) + "s=" + size + ":r=30 -frames:v 19 " +
+         clip.encoder + " clip.mkv");
+  ffmpeg("-i clip.mkv -vf extractplanes=y -f rawvideo luma");
+
+  std::vector<std::string> pictures;
+  std::string meterInput;
+  const std::string luma = readFile(folder / "luma");
+  const std::size_t samples = clip.width * clip.height;
+  for (std::size_t at = 0; at + samples <= luma.size(); at += samples) {
+    pictures.push_back(luma.substr(at, samples));
+    meterInput += pictures.back() + std::string(3 * samples / 2 - samples, '\x80');
+  }
+  ASSERT_EQ(pictures.size(), 19U);
+  writeFile(folder / "clip.yuv", meterInput);
+  ASSERT_EQ(shell(METER_COMMAND " clip.yuv " + std::to_string(clip.width) + " " +
+                  std::to_string(clip.height) + " 0xFFFF 30")
+                .status,
+            0);
+  const std::string meterRows = readFile(folder / "metricsResultsCSV.csv");
+  std::istringstream meter(meterRows.substr(meterRows.find('\n')));
+
+  for (const char *threads : {"1", "2", "7"})
+    ASSERT_LT(qc(std::string("--threads ") + threads + " -o t" + threads + " clip.mkv").status, 2);
+  EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t2/clip.mkv.csv"));
+  EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t7/clip.mkv.csv"));
+
+  const std::vector<Values> expected = libraryValues(pictures, clip.width, clip.height, 30);
+  const auto rows = csv("t1/clip.mkv.csv");
+  ASSERT_EQ(rows.size(), 20U);
+  for (std::size_t frame = 0; frame < 19; ++frame) {
+    std::string field;
+    meter >> field;
+    for (std::size_t i = 0; i < INDICATORS; ++i) {
+      SCOPED_TRACE(testing::Message() << "frame " << frame << ' ' << INDICATOR_NAMES[i]);
+      const std::string &text = rows[frame + 1].at(i + 3);
+      meter >> field;
+      ASSERT_EQ(text.empty(), !expected[frame][i].has_value());
+      if (text.empty())
+        continue;
+      const double value = std::stod(text);
+      EXPECT_TRUE(value == *expected[frame][i] ||
+                  (std::isnan(value) && std::isnan(*expected[frame][i])))
+          << text << " is not " << *expected[frame][i];
+      if (!std::isnan(value)) {
+        EXPECT_EQ(shown(i, value), field);
+      }
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Clips, Values15,
+    testing::Values(Clip{"h264", "testsrc2=", 320, 256, "-c:v libx264 -bf 2 -pix_fmt yuv420p"},
+                    Clip{"oddSize", "mandelbrot=", 161, 121, "-c:v ffv1 -pix_fmt yuv420p"},
+                    Clip{"gray", "testsrc2=", 272, 264, "-c:v ffv1 -pix_fmt gray"},
+                    Clip{"small", "testsrc=", 24, 40, "-c:v ffv1 -pix_fmt yuv444p"},
+                    Clip{"lessThanABlock", "testsrc=", 7, 3, "-c:v ffv1 -pix_fmt yuv444p"},
+                    Clip{"still", "color=c=gray:", 64, 64, "-c:v ffv1 -pix_fmt yuv422p"}),
+    [](const auto &clip) { return clip.param.name; });
+
+/// Raw frames of one value each: exposure shows the luma that it became.
+struct Depth {
+  const char *name, *format;
+  std::size_t bytes, samples; ///< of a sample, and of a frame
+  std::vector<std::pair<std::uint64_t, int>> values;
+};
+void PrintTo(const Depth &depth, std::ostream *stream) {
+  *stream << depth.name;
+}
+
+class Luma : public CommandTest, public testing::WithParamInterface<Depth> {};
+
+TEST_P(Luma, IsRoundedToEightBits) {
+  const Depth &depth = GetParam();
+  std::string bytes;
+  for (const auto &[value, luma] : depth.values)
+    for (std::size_t i = 0; i < depth.samples * depth.bytes; ++i)
+      bytes += static_cast<char>(value >> (8 * (i % depth.bytes)) & 0xFF);
+  writeFile(folder / "raw", bytes);
+  const Outcome run = qc(std::string("--raw --size 40x40 -o out raw --pix-fmt ") + depth.format);
+  ASSERT_LT(run.status, 2) << run.errors << run.output;
+  const auto rows = csv("out/raw.csv");
+  ASSERT_EQ(rows.size(), depth.values.size() + 1);
+  for (std::size_t i = 0; i < depth.values.size(); ++i)
+    EXPECT_EQ(rows[i + 1][12], std::to_string(depth.values[i].second)) << depth.values[i].first;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Formats, Luma,
+    testing::Values(
+        Depth{"gray8", "gray", 1, 1600, {{0, 0}, {7, 7}, {255, 255}}},
+        Depth{"planar10",
+              "yuv420p10le",
+              2,
+              2400,
+              {{0, 0},
+               {1, 0},
+               {2, 1},
+               {5, 1},
+               {6, 2},
+               {512, 128},
+               {1021, 255},
+               {1022, 255},
+               {1023, 255}}},
+        Depth{"highBits10", "p010le", 2, 2400, {{1 << 6, 0}, {2 << 6, 1}, {1022 << 6, 255}}},
+        Depth{"gray12", "gray12le", 2, 1600, {{7, 0}, {8, 1}, {23, 1}, {24, 2}, {4095, 255}}},
+        Depth{"gray16BigEndian", "gray16be", 2, 1600, {{0x7F00, 0}, {0x8000, 1}, {0xFFFF, 255}}},
+        Depth{"semiPlanar", "nv12", 1, 2400, {{16, 16}, {235, 235}}},
+        Depth{"packed", "yuyv422", 2, 1600, {{0x8010, 16}, {0x80EB, 235}}},
+        Depth{"rgb",
+              "rgb24",
+              3,
+              1600,
+              {{0, 0}, {0xFFFFFF, 255}, {0x00FF00, 182}, {0x0000FF, 54}, {0xFF0000, 18}}}),
+    [](const auto &depth) { return depth.param.name; });
+
+} // namespace
+} // namespace lumagauge::qc

@@ -1,0 +1,249 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// The reports: spelling, schema, file names, atomic files, resuming, progress.
+#include "qc/judge/judge.h"
+#include "qc/report/console.h"
+#include "qc/report/csv.h"
+#include "qc/report/json.h"
+#include "qc/report/output.h"
+#include "qc/report/progress.h"
+#include "tests/qc/command.h"
+
+#include <nlohmann/json.hpp>
+
+#include <limits>
+
+namespace lumagauge::qc {
+namespace {
+
+namespace fs = std::filesystem;
+using I = Indicator;
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+constexpr double INFINITE = std::numeric_limits<double>::infinity();
+
+std::vector<FrameRecord> sampleRecords() {
+  std::vector<FrameRecord> records(2);
+  records[0].pictureType = 'I';
+  records[0][I::blockiness] = 0.1;
+  records[0][I::noise] = NOT_A_NUMBER;
+  records[1].frame = 1;
+  records[1].time = 1.0 / 30;
+  records[1][I::blockiness] = 1.0 / 3;
+  records[1][I::slice] = INFINITE;
+  records[1][I::blur] = 25;
+  records[1][I::exposure] = -INFINITE;
+  return records;
+}
+
+class ReportTest : public CommandTest {
+protected:
+  /// Writes the CSV and JSON of the sample records, as measuring `input` would.
+  void writeResult(const std::string &input, const std::string &name, bool withFrames = true) {
+    info.path = input;
+    info.range = "limited";
+    info.rateOrigin = "stated";
+    AtomicFile csvFile(folder / (name + ".csv")), jsonFile(folder / (name + ".json"));
+    CsvWriter csvWriter(csvFile.stream());
+    JsonWriter json(jsonFile.stream(), info, settings, profile, withFrames);
+    Judge judge(profile, info);
+    for (const FrameRecord &record : sampleRecords()) {
+      csvWriter.add(record);
+      json.add(record);
+      judge.add(record);
+    }
+    InputEnd end;
+    end.errors = {{1, 0.5, "bad \xff byte"}};
+    judgement = judge.finish(end);
+    json.finish(end, judgement);
+    csvFile.commit();
+    jsonFile.commit();
+  }
+  std::vector<std::string> filesThere() const {
+    std::vector<std::string> names;
+    for (const fs::directory_entry &entry : fs::directory_iterator(folder))
+      names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  InputInfo info;
+  Settings settings{.version = "1.2.3", .source = {}, .start = "1.5", .duration = {}, .frames = {}};
+  Profile profile = loadProfile("broadcast");
+  Judgement judgement;
+};
+
+TEST_F(ReportTest, CsvSpellsWhatPandasAndRRead) {
+  writeResult("clip", "clip");
+  EXPECT_EQ(readFile(folder / "clip.csv"),
+            "frame,time,picture_type,blockiness,spatial_activity,letterbox,pillarbox,block_loss,"
+            "blur,temporal_activity,blackout,freezing,exposure,contrast,interlace,noise,slice,"
+            "flickering\r\n"
+            "0,0,I,0.1,,,,,,,,,,,,NaN,,\r\n"
+            "1,0.03333333333333333,,0.3333333333333333,,,,,25,,,,-Inf,,,,Inf,\r\n");
+}
+
+TEST_F(ReportTest, JsonFollowsItsSchema) {
+  const std::string validate =
+      "import json, sys, jsonschema\n"
+      "schema = json.load(open(sys.argv[1]))\n"
+      "jsonschema.Draft202012Validator.check_schema(schema)\n"
+      "def no(word): raise ValueError(word)\n"
+      "document = json.load(open(sys.argv[2], encoding='utf-8'), parse_constant=no)\n"
+      "jsonschema.validate(document, schema, cls=jsonschema.Draft202012Validator)\n";
+  writeFile(folder / "validate.py", validate);
+  for (const bool withFrames : {true, false}) {
+    writeResult("odd\n\"\x80\xffname", "clip", withFrames);
+    const Outcome checked =
+        shell("python3 validate.py " PROJECT_FOLDER "/docs/lumagauge-1.schema.json clip.json");
+    EXPECT_EQ(checked.status, 0) << checked.errors;
+    const nlohmann::json document = nlohmann::json::parse(readFile(folder / "clip.json"));
+    EXPECT_EQ(document["input"]["path"], "odd\n\"\uFFFD\uFFFDname");
+    EXPECT_EQ(document["summary"]["slice"]["max"], "Infinity");
+    EXPECT_EQ(document["events"][0]["kind"], "undecodable");
+    EXPECT_EQ(document["verdict"], "fail");
+    EXPECT_EQ(document["exit_status"], 1);
+    EXPECT_EQ(document.contains("frames"), withFrames);
+    if (!withFrames)
+      continue;
+    EXPECT_EQ(document["frames"][0]["noise"], "NaN");
+    EXPECT_EQ(document["frames"][1]["exposure"], "-Infinity");
+    EXPECT_TRUE(document["frames"][1]["noise"].is_null());
+    EXPECT_EQ(document["frames"][1]["blockiness"], 1.0 / 3);
+  }
+  writeFile(folder / "clip.json", R"({"schema": "lumagauge/1"})");
+  EXPECT_NE(
+      shell("python3 validate.py " PROJECT_FOLDER "/docs/lumagauge-1.schema.json clip.json").status,
+      0);
+}
+
+TEST_F(ReportTest, FilesAppearWhenCompleteOrNotAtAll) {
+  writeFile(folder / "a.csv", "earlier");
+  {
+    AtomicFile file(folder / "a.csv");
+    file.stream() << "half";
+  }
+  EXPECT_EQ(readFile(folder / "a.csv"), "earlier");
+  EXPECT_EQ(filesThere(), std::vector<std::string>{"a.csv"});
+  AtomicFile file(folder / "a.csv");
+  file.stream() << "whole";
+  file.commit();
+  EXPECT_EQ(readFile(folder / "a.csv"), "whole");
+  EXPECT_EQ(filesThere(), std::vector<std::string>{"a.csv"});
+  EXPECT_THROW(AtomicFile(folder / "none" / "a.csv"), OutputError);
+  AtomicFile full(folder / "full.csv");
+  full.stream().setstate(std::ios::badbit); // as a full disk does
+  EXPECT_THROW(full.commit(), OutputError);
+}
+
+TEST(OutputNames, KeepInputsOfOneNameApart) {
+  const std::vector<std::string> names = outputNames(
+      {"a/x.mp4", "b/x.mp4", "b/y.mp4", "-", "summary", "a/x.mp4", "b/" + std::string(250, 'n')});
+  EXPECT_EQ(names[0].substr(0, 6), "x.mp4-");
+  EXPECT_NE(names[0], names[1]);
+  EXPECT_EQ(names[0], names[5]);
+  EXPECT_EQ(names[2], "y.mp4");
+  EXPECT_EQ(names[3], "stdin");
+  EXPECT_NE(names[4], "summary"); // the batch's summary.csv
+  EXPECT_LT(names[6].size(), 230U);
+  EXPECT_EQ(outputNames({"b/x.mp4", "./a/x.mp4"})[1], names[0]);
+}
+
+TEST_F(ReportTest, ResumeTakesOnlyACompleteNewerResultOfTheSameQuestion) {
+  const std::string input = folder / "clip";
+  writeFile(input, "video");
+  writeResult(input, "clip");
+  const auto resumed = [&] { return readCompleteResult(folder, "clip", input, settings, profile); };
+  EXPECT_FALSE(readCompleteResult(folder, "other", input, settings, profile));
+  fs::last_write_time(input, fs::last_write_time(folder / "clip.csv") - std::chrono::seconds(1));
+  ASSERT_TRUE(resumed());
+  EXPECT_EQ(resumed()->verdict, Verdict::fail);
+  EXPECT_EQ(resumed()->broken, std::vector<std::string>{"undecodable"});
+  EXPECT_EQ(resumed()->frames, judgement.frames);
+  EXPECT_EQ(resumed()->duration, judgement.duration);
+  EXPECT_EQ(resumed()->means, batchRow(input, judgement).means);
+
+  settings.threads = 7; // the same values
+  EXPECT_TRUE(resumed());
+  settings.start = "2";
+  EXPECT_FALSE(resumed());
+  settings.start = "1.5";
+  profile.rules[0].minDuration = 1;
+  EXPECT_FALSE(resumed());
+  profile = loadProfile("broadcast");
+  const std::string document = readFile(folder / "clip.json");
+  std::string unsure = document;
+  unsure.replace(unsure.find("\"verdict\": \"fail\""), 17, "\"verdict\": \"unmeasured\"");
+  for (const std::string &other : {document.substr(0, document.size() / 2), unsure}) {
+    writeFile(folder / "clip.json", other);
+    EXPECT_FALSE(resumed());
+  }
+  writeFile(folder / "clip.json", document);
+  EXPECT_TRUE(resumed());
+  fs::remove(folder / "clip.csv");
+  EXPECT_FALSE(resumed());
+}
+
+TEST(Batch, WritesARowAnInputWhateverItsName) {
+  BatchRow row{.path = "a,\"b\"\n",
+               .verdict = Verdict::fail,
+               .reason = {},
+               .frames = 2,
+               .duration = 0.5,
+               .events = 3,
+               .broken = {"black", "frozen"}};
+  row.means[0] = NOT_A_NUMBER;
+  std::ostringstream csv, table;
+  writeBatchCsv(csv, {row});
+  EXPECT_NE(csv.str().find("\r\n\"a,\"\"b\"\"\n\",fail,1,2,0.5,3,black;frozen,,NaN,,,"),
+            std::string::npos)
+      << csv.str();
+  printBatchTable(table, {row, batchRow("gone", unmeasured("no such file"))});
+  EXPECT_NE(table.str().find("a,\"b\"\\x0a"), std::string::npos);
+  EXPECT_NE(table.str().find("2 inputs: 0 pass, 0 warn, 1 fail, 1 unmeasured"), std::string::npos);
+}
+
+TEST_F(ReportTest, TheVerdictIsOneLine) {
+  writeResult("c\nlip", "clip");
+  std::ostringstream quiet, whole;
+  printReport(quiet, info, {}, judgement, true);
+  EXPECT_EQ(quiet.str(), "verdict: fail  c\\x0alip  fail undecodable (1 event, none allowed)\n");
+  printReport(whole, info, {}, judgement, false);
+  EXPECT_NE(whole.str().find("undecodable   0:00:00.500 - 0:00:00.540"), std::string::npos);
+  EXPECT_NE(whole.str().find("\nverdict: fail"), std::string::npos);
+}
+
+TEST(ClockTimes, RoundToTheMillisecond) {
+  for (const auto &[seconds, text] :
+       std::initializer_list<std::pair<double, std::string>>{{0, "0:00:00.000"},
+                                                             {59.9996, "0:01:00.000"},
+                                                             {3661.5, "1:01:01.500"},
+                                                             {-0.0001, "0:00:00.000"},
+                                                             {-1.5, "-0:00:01.500"},
+                                                             {NOT_A_NUMBER, "?"}})
+    EXPECT_EQ(clockTime(seconds), text);
+}
+
+TEST(ProgressTest, SaysWhatIsKnown) {
+  using Optional = std::optional<double>;
+  const auto line = [](ProgressMode mode, std::optional<std::int64_t> frames, Optional seconds) {
+    std::ostringstream stream;
+    {
+      Progress progress(stream, mode, "clip", frames, seconds);
+      progress.update({.frame = 49, .time = 2, .values = {}},
+                      Progress::Clock::now() + std::chrono::seconds(4));
+    }
+    return stream.str();
+  };
+  EXPECT_EQ(line(ProgressMode::none, 100, {}), "");
+  EXPECT_NE(line(ProgressMode::plain, 4, {}).find("clip   25 %  0."), std::string::npos);
+  EXPECT_NE(line(ProgressMode::plain, {}, 8.0).find("25 %"), std::string::npos);
+  EXPECT_NE(line(ProgressMode::plain, {}, 8.0).find("0:00:1"), std::string::npos); // 12 s left
+  EXPECT_NE(line(ProgressMode::bar, 1, {}).find("100 %"), std::string::npos);
+  EXPECT_EQ(line(ProgressMode::bar, 4, {}).substr(0, 12), "\rclip  [###.");
+  const std::string unknown = line(ProgressMode::plain, {}, {});
+  EXPECT_EQ(unknown.find('%'), std::string::npos);
+  EXPECT_NE(unknown.find("clip  1 frames  0:00:02.000"), std::string::npos);
+}
+
+} // namespace
+} // namespace lumagauge::qc

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Inputs of every kind, whole, damaged and hostile; batches, resuming and interruption.
+#include "command.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace lumagauge::qc {
+namespace {
+
+class Source : public CommandTest {
+protected:
+  static constexpr int FRAMES = 30;
+
+  Source() { makeClip("clip.mp4", "-c:v libx264 -g 10 -movflags +faststart"); }
+  void makeClip(const std::string &name, const std::string &encoder) const {
+    ffmpeg("-f lavfi -i testsrc2=s=96x80:r=25 -frames:v " + std::to_string(FRAMES) +
+           " -pix_fmt yuv420p " + encoder + " " + name);
+  }
+  nlohmann::json document(const std::string &name) const {
+    return nlohmann::json::parse(readFile(folder / "out" / (name + ".json")));
+  }
+  /// A column of a result, without the header.
+  std::vector<std::string> column(const std::string &name, std::size_t index) const {
+    std::vector<std::string> values;
+    for (const auto &row : csv("out/" + name + ".csv"))
+      values.push_back(row.at(index));
+    values.erase(values.begin());
+    return values;
+  }
+};
+
+/// Rows without the times and the picture types, in which containers differ.
+std::vector<std::string> valuesOf(const std::string &text) {
+  std::vector<std::string> rows;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    rows.push_back(line.substr(line.find(',', line.find(',', line.find(',') + 1) + 1)));
+  return rows;
+}
+
+TEST_F(Source, PipesAndContainersGiveOneResult) {
+  ASSERT_LT(qc("-o out clip.mp4").status, 2);
+  const auto expected = valuesOf(readFile(folder / "out/clip.mp4.csv"));
+  ASSERT_EQ(expected.size(), FRAMES + 1U);
+  for (const std::string end :
+       {"-f yuv4mpegpipe - | " QC_COMMAND " -", "-c copy -f mpegts - | " QC_COMMAND " -",
+        "-f rawvideo - | " QC_COMMAND " --raw --size 96x80 -",
+        "-c:v ffv1 -f avi - | " QC_COMMAND " -", "-f yuv4mpegpipe y && " QC_COMMAND " - < y"}) {
+    const Outcome run = shell("ffmpeg -v error -nostdin -i clip.mp4 " + end + " -o out");
+    EXPECT_LT(run.status, 2) << end << run.errors << run.output;
+    EXPECT_EQ(valuesOf(readFile(folder / "out/stdin.csv")), expected) << end;
+    EXPECT_EQ(column("stdin", 1).back(), "1.16") << end;
+    EXPECT_TRUE(document("stdin")["decode_errors"].empty()) << end;
+  }
+}
+
+TEST_F(Source, StreamsAreChosenByNumber) {
+  ffmpeg("-i clip.mp4 -f lavfi -i testsrc=s=64x48:r=10:d=1 -map 0:v -map 1:v -c:v libx264 two.mkv");
+  ASSERT_LT(qc("--stream 1 -o out two.mkv").status, 2);
+  EXPECT_EQ(document("two.mkv")["input"]["width"], 64);
+  EXPECT_EQ(column("two.mkv", 0).size(), 10U);
+  ASSERT_LT(qc("-o out two.mkv").status, 2);
+  EXPECT_EQ(document("two.mkv")["input"]["width"], 96);
+  const Outcome none = qc("--stream 2 two.mkv");
+  EXPECT_EQ(none.status, 2);
+  EXPECT_NE(none.output.find("its video streams are 0, 1"), std::string::npos) << none.output;
+}
+
+TEST_F(Source, TimesAreThoseOfTheStream) {
+  ffmpeg("-i clip.mp4 -vf \"select='lt(n,4)',setpts='(N*N*80)/(1000*TB)'\" -vsync vfr "
+         "-c:v ffv1 vfr.mkv");
+  ASSERT_LT(qc("-o out vfr.mkv").status, 2);
+  EXPECT_EQ(column("vfr.mkv", 1), (std::vector<std::string>{"0", "0.08", "0.32", "0.72"}));
+}
+
+TEST_F(Source, TimesGoOnWhereStampsStartOver) {
+  ffmpeg("-i clip.mp4 -c copy a.ts");
+  ASSERT_EQ(shell("cat a.ts a.ts > aa.ts").status, 0);
+  ASSERT_LT(qc("-o out aa.ts").status, 2);
+  const auto times = column("aa.ts", 1);
+  ASSERT_EQ(times.size(), 2U * FRAMES);
+  for (std::size_t i = 0; i < times.size(); ++i)
+    EXPECT_NEAR(std::stod(times[i]), 0.04 * static_cast<double>(i), 1e-6);
+}
+
+TEST_F(Source, RangesOfTheInput) {
+  const struct {
+    const char *arguments, *first;
+    std::size_t frames;
+  } cases[] = {{"--start 10f --frames 5", "10", 5},      {"--start 0.4 --duration 0.2", "10", 5},
+               {"--start 0:00:01.000", "25", 5},         {"--duration 4f", "0", 4},
+               {"--start 20f --duration 0.12", "20", 3}, {"--frames 1000", "0", 30}};
+  for (const auto &[arguments, first, frames] : cases) {
+    ASSERT_LT(qc(std::string("-o out clip.mp4 ") + arguments).status, 2) << arguments;
+    const auto numbers = column("clip.mp4", 0);
+    EXPECT_EQ(numbers.size(), frames) << arguments;
+    EXPECT_EQ(numbers.front(), first) << arguments;
+    EXPECT_EQ(csv("out/clip.mp4.csv")[1][9], "") << arguments << ": a first frame has no pair";
+  }
+  EXPECT_EQ(qc("--start 99 clip.mp4").status, 2);
+}
+
+TEST_F(Source, TruncatedInputIsMeasuredAsFarAsItGoes) {
+  const std::pair<const char *, const char *> containers[] = {
+      {"cut.mp4", "-c:v libx264 -g 10 -movflags +faststart"},
+      {"cut.mkv", "-c:v libx264 -g 10"},
+      {"cut.avi", "-c:v mpeg4"},
+      {"cut.y4m", ""}};
+  for (const auto &[name, encoder] : containers) {
+    makeClip(name, encoder);
+    ASSERT_LT(qc(std::string("--decode-threads 1 -o out ") + name).status, 2);
+    const std::string whole = readFile(folder / "out" / (std::string(name) + ".csv"));
+    std::filesystem::resize_file(folder / name, std::filesystem::file_size(folder / name) * 2 / 3);
+    const Outcome run = qc(std::string("--decode-threads 1 -o out ") + name);
+    EXPECT_EQ(run.status, 0) << name << run.output;
+    const std::size_t frames = column(name, 0).size();
+    EXPECT_GT(frames, 10U) << name;
+    EXPECT_LT(frames, 30U) << name;
+    const auto rows = csv(std::string("out/") + name + ".csv");
+    EXPECT_TRUE(
+        whole.starts_with(readFile(folder / "out" / (std::string(name) + ".csv")).substr(0, 200)));
+    const auto errors = document(name)["decode_errors"];
+    ASSERT_FALSE(errors.empty()) << name;
+    EXPECT_GT(errors.back()["time"], 0.3) << name;
+  }
+}
+
+TEST_F(Source, DamagedPacketsAreReportedWithTheirTime) {
+  std::string bytes = readFile(folder / "clip.mp4");
+  for (std::size_t i = bytes.size() * 6 / 10; i < bytes.size() * 7 / 10; ++i)
+    bytes[i] = static_cast<char>(i * 37);
+  writeFile(folder / "clip.mp4", bytes);
+  const Outcome first = qc("--decode-threads 1 -o out clip.mp4");
+  EXPECT_EQ(first.status, 0) << first.output;
+  const auto errors = document("clip.mp4")["decode_errors"];
+  ASSERT_FALSE(errors.empty());
+  EXPECT_NEAR(errors[0]["time"].get<double>(), 0.7, 0.25);
+  const std::string result = readFile(folder / "out/clip.mp4.csv");
+  ASSERT_EQ(qc("--decode-threads 1 --threads 3 -o out clip.mp4").status, 0);
+  EXPECT_EQ(readFile(folder / "out/clip.mp4.csv"), result);
+}
+
+TEST_F(Source, PicturesOfAnotherSizeLeaveTheResultDoubtful) {
+  ffmpeg("-i clip.mp4 -c copy a.ts");
+  ffmpeg("-i clip.mp4 -vf scale=64:48 -c:v libx264 b.ts");
+  ASSERT_EQ(shell("cat a.ts b.ts > ab.ts").status, 0);
+  const Outcome run = qc("--quiet -o out ab.ts");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.output.find("another size"), std::string::npos) << run.output;
+  EXPECT_EQ(column("ab.ts", 0).size(), std::size_t{FRAMES});
+}
+
+TEST_F(Source, RawGuardRails) {
+  writeFile(folder / "raw", std::string(3 * 352 * 288 / 2 * 3, '\x50'));
+  writeFile(folder / "odd", std::string(2 * (15 * 11 + 2 * 8 * 6) + 7, '\x50'));
+  const struct {
+    const char *arguments;
+    int status;
+    const char *message;
+  } cases[] = {
+      {"raw --size 352x288", 0, ""},
+      {"raw --size 320x240", 0, "a remainder of 110592 bytes"},
+      {"raw --size 320x240", 0, "352x288 yuv420p (3 frames)"},
+      {"raw --size 3520x2880", 2, "less than one frame"},
+      {"raw --size 99999x99999", 2, "--max-pixels"},
+      {"raw --size 352x288 --pix-fmt vaapi", 2, "--pix-fmt vaapi"},
+      {"raw --size 352x288 --frame-bytes 101375", 2, "less than the 101376 bytes"},
+      {"raw --size 352x288 --frame-bytes 101376 --pix-fmt yuv444p", 0, "a remainder of 50688"},
+      {"odd --size 15x11", 0, "2 frames of 15x11 yuv420p (261 bytes each) and a remainder of 7"},
+      {"- --size 15x11 < odd", 0, "a remainder of 7"},
+  };
+  for (const auto &[arguments, status, message] : cases) {
+    const Outcome run = qc(std::string("--profile default --raw ") + arguments);
+    EXPECT_EQ(run.status, status) << arguments << run.output;
+    EXPECT_NE((run.output + run.errors).find(message), std::string::npos)
+        << arguments << '\n'
+        << run.output << run.errors;
+  }
+}
+
+TEST_F(Source, EveryNameIsThatOfAFile) {
+  for (const std::string name : {"concat:clip.mp4", "-dash.mp4", "new\nline.mp4", "a:b.mp4",
+                                 "[a,b]", "http:", "img%03d.png", "--raw"}) {
+    std::filesystem::copy_file(folder / "clip.mp4", folder / name);
+    EXPECT_EQ(qc("--quiet -- '" + name + "'").status, 0) << name;
+  }
+  EXPECT_EQ(qc("--quiet http://127.0.0.1:9/x.mp4").status, 2);
+  EXPECT_EQ(qc("--quiet --allow-protocols file file:///" + (folder / "clip.mp4").string()).status,
+            0);
+  EXPECT_EQ(qc("--quiet --allow-protocols http file://" + (folder / "clip.mp4").string()).status,
+            2);
+}
+
+TEST_F(Source, ListsOpenNothingUnlessAsked) {
+  writeFile(folder / "list.ffconcat", "ffconcat version 1.0\nfile clip.mp4\nfile clip.mp4\n");
+  writeFile(folder / "list.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:2\n#EXTINF:1,\nclip.ts\n");
+  writeFile(folder / "stream.sdp", "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\n"
+                                   "t=0 0\nm=video 9 RTP/AVP 96\na=rtpmap:96 H264/90000\n");
+  for (const std::string name : {"list.ffconcat", "list.m3u8", "stream.sdp"}) {
+    const Outcome run = qc(name);
+    EXPECT_EQ(run.status, 2) << name;
+    EXPECT_NE(run.output.find("--allow-nested"), std::string::npos) << name << run.output;
+  }
+  ASSERT_EQ(qc("--allow-nested -o out list.ffconcat").status, 0);
+  EXPECT_EQ(column("list.ffconcat", 0).size(), 2U * FRAMES);
+}
+
+TEST_F(Source, LargePicturesAreRefused) {
+  const Outcome run = qc("--max-pixels 7679 clip.mp4");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.output.find("--max-pixels"), std::string::npos) << run.output;
+  EXPECT_EQ(qc("--max-pixels 7680 clip.mp4").status, 0);
+}
+
+TEST_F(Source, WrongUsageIsStatus2) {
+  for (const std::string arguments :
+       {"", "--raw clip.mp4", "--size 8x8 clip.mp4", "--raw --size 8 x", "--raw --size 8x-8 x",
+        "--start 1:99 clip.mp4", "--start -1 clip.mp4", "--duration 5x clip.mp4", "--threads 0 x",
+        "--duration 1 --frames 2 x", "--indicators blurr x", "--indicators 0x8000 x", "- -",
+        "--fps inf clip.mp4", "--resume clip.mp4", "--profile nowhere clip.mp4",
+        "--files-from nowhere", "-o /dev/null/x clip.mp4"}) {
+    const Outcome run = qc(arguments);
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_EQ(run.output, "") << arguments;
+    EXPECT_NE(run.errors, "") << arguments;
+  }
+  EXPECT_EQ(qc("clip.mp4 > /dev/full").status, 2);
+}
+
+TEST_F(Source, OnlyTheIndicatorsAskedForAreMeasured) {
+  for (const std::string list : {"blur,freezing", "0x120"}) {
+    ASSERT_EQ(qc("-o out --indicators " + list + " clip.mp4").status, 0);
+    const auto row = csv("out/clip.mp4.csv").back();
+    for (std::size_t i = 3; i < row.size(); ++i)
+      EXPECT_EQ(row[i].empty(), i != 8 && i != 11) << i;
+  }
+}
+
+TEST_F(Source, BatchesGoOnAndResume) {
+  std::filesystem::create_directories(folder / "videos/more");
+  for (const char *name : {"videos/a.mp4", "videos/more/b.MP4", "videos/notes.txt"})
+    std::filesystem::copy_file(folder / "clip.mp4", folder / name);
+  writeFile(folder / "videos/broken.mkv", "no video");
+  writeFile(folder / "list", "clip.mp4\n\nnowhere.mp4\n");
+  const std::string batch = "--quiet --recursive -o out videos --files-from list";
+  const Outcome first = qc(batch);
+  EXPECT_EQ(first.status, 2);
+  const auto rows = csv("out/summary.csv");
+  ASSERT_EQ(rows.size(), 6U) << first.output;
+  EXPECT_EQ(rows[1][0], "videos/a.mp4");
+  EXPECT_EQ(rows[2][0], "videos/broken.mkv");
+  EXPECT_EQ(rows[3][0], "videos/more/b.MP4");
+  for (const char *name : {"a.mp4", "b.MP4", "clip.mp4"})
+    EXPECT_EQ(column(name, 0).size(), std::size_t{FRAMES}) << name;
+
+  shell("touch -d '+1 hour' videos/a.mp4; rm out/b.MP4.json; sleep 0.02; touch before");
+  EXPECT_EQ(qc("--resume " + batch).status, 2);
+  const auto before = std::filesystem::last_write_time(folder / "before");
+  const auto isNew = [&](const char *name) {
+    return std::filesystem::last_write_time(folder / "out" / name) > before;
+  };
+  EXPECT_TRUE(isNew("a.mp4.json"));
+  EXPECT_TRUE(isNew("b.MP4.json"));
+  EXPECT_FALSE(isNew("clip.mp4.json"));
+}
+
+TEST_F(Source, NothingUnfinishedLooksFinished) {
+  for (const std::string signal : {"KILL", "TERM"}) {
+    const Outcome run =
+        shell("mkfifo p; (ffmpeg -v error -nostdin -stream_loop -1 -i clip.mp4 -f yuv4mpegpipe - "
+              "2>/dev/null) > p & timeout -s " +
+              signal + " 0.5 " QC_COMMAND " -o out - < p; status=$?; rm p; exit $status");
+    EXPECT_GE(run.status, 124) << signal;
+    std::size_t left = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(folder / "out")) {
+      ++left;
+      EXPECT_EQ(entry.path().extension(), ".part") << entry.path();
+      std::filesystem::remove(entry.path());
+    }
+    EXPECT_EQ(left, signal == "KILL" ? 2U : 0U) << signal;
+  }
+}
+
+} // namespace
+} // namespace lumagauge::qc
