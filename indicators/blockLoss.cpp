@@ -37,8 +37,7 @@ std::int32_t leastMagnitude(const Image *luma) {
     energy += rows().squaredDifference(above + 1, row, w - 1); // and its rising ones
   }
   const double threshold =
-      THRESHOLD_FACTOR *
-      (static_cast<double>(energy) / static_cast<double>(static_cast<std::uint32_t>(w * luma->h)));
+      THRESHOLD_FACTOR * (static_cast<double>(energy) / static_cast<double>(w * luma->h));
   return static_cast<std::int32_t>(std::floor(threshold)) + 1;
 }
 

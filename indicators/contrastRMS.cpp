@@ -16,11 +16,11 @@ double measureContrast(const Image *luma) {
   // Sums in 64 bits rather than by sumAndSquareSum, whose 32-bit sum overflows beyond 8.4 million
   // samples.
   const Moments moments = rows().moments(luma->data, luma->w * luma->h);
-  const std::int32_t n = sampleCount32(luma);
+  const auto n = static_cast<double>(luma->w * luma->h);
   const auto sum = static_cast<double>(moments.sum);
   // The order of these operations decides the last bit, and where a flat picture gives a NaN.
   const double mean = (1.0 / n) * sum * sum;
-  const double variance = (static_cast<double>(moments.squares) - mean) * quotient(1.0, n - 1);
+  const double variance = (static_cast<double>(moments.squares) - mean) * quotient(1.0, n - 1.0);
   return std::sqrt(variance);
 }
 

@@ -229,7 +229,9 @@ void measureTemporal(const RunParameters &run, RunPictures &pictures, FrameThrea
 int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *video,
                   std::FILE *resultsFile) {
   TemporalValues temporal;
-  for (std::int32_t frame = run.startFrame; frame < run.endFrame(); ++frame) {
+  // S + N may also wrap upwards, so N is asked too.
+  const std::int32_t end = run.frames > 0 ? run.endFrame() : run.startFrame;
+  for (std::int32_t frame = run.startFrame; frame < end; ++frame) {
     if (!readLuma(video, run, frame, pictures.current->data))
       return FAILURE;
     FrameThreads threads(run.requested, pictures.current);

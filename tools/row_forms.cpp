@@ -14,16 +14,17 @@ namespace lumagauge {
 namespace {
 
 struct Form {
-  const RowOperations *operations;
+  const char *name;
+  const RowOperations *operations; ///< null where this build lacks the form
   bool supported;
 };
 
-/// All forms in this build, the plain one first and then from best to least.
+/// All forms of this architecture, the plain one first and then from best to least.
 std::vector<Form> allForms() {
-  std::vector<Form> forms{{&plainRows(), true}};
+  std::vector<Form> forms{{plainRows().form, &plainRows(), true}};
 #ifdef LUMAGAUGE_HAS_HIGHWAY
   for (const VectorForm &form : vectorForms())
-    forms.push_back({form.operations, form.supported});
+    forms.push_back({form.name, form.operations, form.supported});
 #endif
   return forms;
 }
@@ -45,15 +46,15 @@ const RowOperations &rows() {
 std::vector<const RowOperations *> availableRows() {
   std::vector<const RowOperations *> available;
   for (const Form &form : allForms())
-    if (form.supported)
+    if (form.supported && form.operations != nullptr)
       available.push_back(form.operations);
   return available;
 }
 
-std::vector<std::string_view> builtForms() {
+std::vector<std::string_view> knownForms() {
   std::vector<std::string_view> names;
   for (const Form &form : allForms())
-    names.emplace_back(form.operations->form);
+    names.emplace_back(form.name);
   return names;
 }
 

@@ -12,6 +12,8 @@
 
 namespace lumagauge {
 
+static_assert(std::endian::native == std::endian::little, "rows of bits are written byte by byte");
+
 namespace {
 
 /// Samples whose squares (at most 255^2 each) add up in 32 bits.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // Row operations: the inner loops of the indicators. Each works on one row of n (or w) samples, or
-// on the few rows named; pointers need no alignment. An operation reads and writes exactly the
-// samples that it names. Every form of an operation gives the same bits.
+// on the few rows named; pointers need no alignment. An operation reads and writes no
+// samples but those it names. Every form of an operation gives the same bits.
 //
 // The plain form (rows.cpp) is what an operation means. rows_simd.cpp has the same operations with
 // vectors, compiled for every width that CPUs offer; rows() is the best form for the CPU at hand.
@@ -55,8 +55,9 @@ struct RowOperations {
   std::uint64_t (*sobelEnergy)(const std::uint8_t *above, const std::uint8_t *row,
                                const std::uint8_t *below, std::size_t w);
 
-  // --- Blocks along a row; `top` is the first row of the blocks, the others follow `stride`
-  // samples apart
+  // --- Blocks along a row
+
+  // `top` is the first row of the blocks; the others follow `stride` samples apart.
 
   /// sums[i] = sum of the 64 samples of the 8x8 block i.
   void (*blockSums)(const std::uint8_t *top, std::size_t stride, std::size_t blocks,
@@ -74,8 +75,11 @@ struct RowOperations {
   /// row[c-2]| to sums[c / 8 - 1].inside and |row[c-1] - row[c]| to its .border, modulo 2^32.
   void (*columnBorders)(const std::uint8_t *row, std::size_t borders, BorderSums *sums);
 
-  // --- Edges; a row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the
-  // word's end
+  // --- Edges
+
+  // A row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the word's end.
+  // `least` is at least 1. But for absGradient and boundaryRuns, the sample before each row (of the
+  // gradients, the middle one) must be there; its value does not matter.
 
   /// gradient[x] = |row[x] - row[x-1]|, and 0 for x = 0.
   void (*absGradient)(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient);
@@ -85,8 +89,8 @@ struct RowOperations {
   std::size_t (*edgeColumns)(const std::uint8_t *const gradients[3], const std::uint8_t *above,
                              const std::uint8_t *row, std::size_t w, std::uint8_t least,
                              std::uint64_t *edges);
-  /// Bits of the columns at which row[x] is above (rising) or below (falling) row[x-1]; 0 for x =
-  /// 0.
+  /// Bits of the columns at which row[x] is above (rising) or below (falling) row[x-1];
+  /// 0 for x = 0.
   void (*steps)(const std::uint8_t *row, std::size_t w, std::uint64_t *rising,
                 std::uint64_t *falling);
   /// Bits of the columns from 1 on at which the squared magnitude of the Roberts cross,
@@ -115,8 +119,8 @@ const RowOperations &rows();
 
 /// The forms that this build has and this CPU runs, the plain one first.
 std::vector<const RowOperations *> availableRows();
-/// Names of all forms in this build.
-std::vector<std::string_view> builtForms();
+/// Names of all forms for this architecture, those that this build or this CPU lacks included.
+std::vector<std::string_view> knownForms();
 /// For tests and benchmarks, before anything is measured: makes rows() the form of that name.
 /// False, with nothing changed, when the build or the CPU lacks it.
 bool useRows(std::string_view form);

@@ -9,10 +9,12 @@
 namespace lumagauge {
 
 struct VectorForm {
-  const RowOperations *operations;
-  bool supported; ///< by this CPU
+  const char *name;
+  const RowOperations *operations; ///< null where this build lacks the form
+  bool supported;                  ///< by this CPU
 };
-/// The vector forms in this build, best first.
+/// The vector forms of this architecture, best first. A build for one CPU (-march=native) lacks
+/// those below it.
 std::vector<VectorForm> vectorForms();
 
 } // namespace lumagauge

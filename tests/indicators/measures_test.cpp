@@ -52,6 +52,17 @@ Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<i
   });
 }
 
+/// A block of level 60 on the grid and, right of the only region, dots of 240: with 409 of them the
+/// threshold is 7200, exactly the block's magnitude 2 * 60^2.
+Luma dottedBlock(int dots) {
+  return luma(300, 263, [=](int x, int y) {
+    if (x >= 96 && x < 112 && y >= 64 && y < 80)
+      return 60;
+    const bool onGrid = x >= 259 && (x - 259) % 3 == 0 && y % 3 == 2;
+    return onGrid && y / 3 * 14 + (298 - x) / 3 < dots ? 240 : 0;
+  });
+}
+
 /// 64x32 with a ramp of 60 a column up to 240 from column 30, in every row.
 int ramp(int x, int) {
   return std::clamp((x - 29) * 60, 0, 240);
@@ -63,7 +74,7 @@ int barred(int x, int y) {
 
 std::vector<MeasureCase> gridCases() {
   return {
-      {"one border line each way", measureBlockiness, noisy(15, 15), 1.0},
+      {"no border line", measureBlockiness, noisy(15, 15), 1.0},
       {"flat", measureBlockiness, uniform(32, 32, 9), 1.0},
       {"steps between blocks only", measureBlockiness,
        luma(32, 32, [](int x, int y) { return x / 8 * 30 + y / 8 * 20; }), 0.0},
@@ -90,6 +101,20 @@ std::vector<MeasureCase> gridCases() {
       {"mean of two regions", measureBlockLoss, rectangles(512, 256, {{96, 64, 16, 16}}), 2.0},
       {"outside the whole region", measureBlockLoss, rectangles(300, 300, {{272, 64, 16, 16}}),
        0.0},
+      {"row runs across a word of bits", measureBlockLoss, rectangles(256, 256, {{48, 64, 32, 16}}),
+       4.0},
+      {"runs of 12 along rows", measureBlockLoss, rectangles(256, 256, {{96, 64, 11, 16}}), 2.0},
+      {"runs of 11 along rows", measureBlockLoss, rectangles(256, 256, {{96, 64, 10, 16}}), 0.0},
+      {"runs of 12 along columns", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 11}}), 2.0},
+      {"runs of 11 along columns", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
+      {"row 0 starts no run", measureBlockLoss,
+       rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
+      {"columns' runs end with their region", measureBlockLoss,
+       rectangles(256, 512, {{96, 250, 16, 12}, {96, 320, 16, 8}}), 0.0},
+      {"edges exactly at the threshold", measureBlockLoss, dottedBlock(409), 0.0},
+      {"edges just above it", measureBlockLoss, dottedBlock(408), 4.0},
+      {"16 samples are enough", measureBlockiness,
+       luma(16, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF},
       {"comb in rows", measureInterlace, luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
       {"checkerboard", measureInterlace, luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
       {"rows in pairs", measureInterlace, luma(8, 8, [](int, int y) { return y / 2 % 2; }), 0.0},
@@ -104,6 +129,8 @@ std::vector<MeasureCase> gridCases() {
 std::vector<MeasureCase> levelCases() {
   return {
       {"four levels", measureContrast, Luma(2, 2, {0, 0, 255, 255}), 147.22431864335456},
+      {"the reciprocal is rounded first", measureContrast, Luma(2, 2, {50, 3, 3, 50}),
+       27.13546265191241},
       {"even steps", measureContrast, Luma(2, 2, {0, 10, 20, 30}), 12.909944487358056},
       {"flat", measureContrast, uniform(720, 576, 3), 0.0},
       {"flat, where rounding goes below zero", measureContrast, uniform(176, 144, 3), NOT_A_NUMBER},
@@ -149,6 +176,17 @@ std::vector<MeasureCase> shapeCases() {
       {"soft", measureBlur, luma(64, 32, ramp), 4.0},
       {"soft and falling", measureBlur, luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }),
        4.0},
+      {"a run longer than a word, on the left", measureBlur,
+       luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x > 120 ? 100 : 0); }),
+       101.0},
+      {"and on the right", measureBlur,
+       luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x >= 20 ? 100 : 0); }),
+       101.0},
+      // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
+      {"edges exactly at the threshold", measureBlur,
+       luma(30, 16, [](int x, int) { return x >= 8 && x < 12 ? 50 : 0; }), 0.0},
+      {"only steps of 255 are edges", measureBlur,
+       luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
       // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is 1
       // long.
       {"a rise before a fall", measureBlur,
@@ -163,6 +201,12 @@ std::vector<MeasureCase> shapeCases() {
       {"columns differ", sliceOrMinus, ofColumn([](int x) { return x; }), 0.0},
       {"one strip without any match", sliceOrMinus,
        luma(17, 64, [](int x, int y) { return y < 16 ? x * 9 + y : 1; }), 1.0},
+      {"the last strip without any match", sliceOrMinus,
+       luma(17, 64,
+            [](int x, int y) {
+              return y < 32 || (y < 48 && x == 0) ? 1 : y < 48 ? x * 9 + 20 : x * 9 + 100 + y;
+            }),
+       1.0 / (16 / 272.0)},
       {"no strip with a match", sliceOrMinus, luma(17, 48, [](int x, int y) { return x * 9 + y; }),
        NOT_A_NUMBER},
       {"too low", sliceOrMinus, noisy(48, 47), -7.0},
@@ -218,6 +262,8 @@ TEST(Measures, BarChecksAgreeWithTheMeasures) {
       luma(16, 8, [](int x, int y) { return x < 3 || y % 7 == 0 ? 0 : barred(x, y); });
   EXPECT_TRUE(checkLetterBar(boxed.data, 16, 8, 0));
   EXPECT_FALSE(checkLetterBar(boxed.data, 16, 8, 1));
+  EXPECT_TRUE(
+      checkPillarBar(luma(5, 3, [](int x, int y) { return y == 1 ? x : y; }).data, 5, 3, 2));
   EXPECT_TRUE(checkPillarBar(boxed.data, 16, 8, 1));
   EXPECT_FALSE(checkPillarBar(boxed.data, 16, 8, 2));
 }
@@ -236,6 +282,15 @@ TEST(Measures, OpinionScoresAndOrders) {
   EXPECT_EQ(compareElements(&low, &high), 197);
   std::int32_t least = 0, most = 0;
   EXPECT_DEATH(minmax(&least, 0, &least, &most), "blackout.*minmax.*size > 0");
+}
+
+TEST(Measures, RoutinesStoreOnlyWhatWasMeasured) {
+  Luma flat = uniform(64, 47, 9), rough = checkers(64, 64, [](int) { return 10; });
+  EXPECT_EQ(reinterpret_cast<std::intptr_t>(noise(static_cast<Image *>(&flat))), -1);
+  EXPECT_EQ(reinterpret_cast<std::intptr_t>(noise(static_cast<Image *>(&rough))), 0);
+  Results.slice = 5.0;
+  slice(static_cast<Image *>(&flat));
+  EXPECT_EQ(Results.slice, 5.0);
 }
 
 TEST(Temporal, ActivityIsTheRootMeanSquareOfDifferences) {
@@ -293,6 +348,11 @@ TEST(Temporal, FlickeringCountsSwitchesOfTheBusiestBlocks) {
        144,
        [](int f, int x, int y) { return f == 1 && y == 0 && x < 40 ? 1 : 0; },
        {5 * 2 / 88.0}},
+      {"one sample moves all the time",
+       48,
+       48,
+       [](int f, int x, int y) { return x + y == 0 ? f : 0; },
+       {0.125}},
       {"outside the whole blocks",
        180,
        144,

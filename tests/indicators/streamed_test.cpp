@@ -37,6 +37,8 @@ std::vector<Subject> subjects() {
        [=](int x, int y) { return (x / 16 + y / 16 * 5) % 11 == 0 ? 255 : shapes(x, y) / 4; }},
       {"smeared strip",
        [=](int x, int y) { return y / 16 % 3 == 1 ? random(x % 16, y) : random(x, y); }},
+      {"half faintly checked",
+       [](int x, int y) { return y % 16 < 8 ? 100 : 100 + (x + y) % 2 * 2; }},
       {"soft columns", [](int x, int) { return std::abs(x % 80 - 40) * 6; }},
   };
 }

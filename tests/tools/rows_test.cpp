@@ -203,6 +203,10 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       // Three rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
       const std::uint64_t steps = period == 4 ? n - 2 : 0;
       EXPECT_EQ(rows().sobelEnergy(row.data(), row.data(), row.data(), n), steps * 1020 * 1020);
+      // Between a white row and a black one, the most that a row can have: Gx 510, Gy -1020.
+      const std::vector<std::uint8_t> whites(n, 255);
+      EXPECT_EQ(rows().sobelEnergy(whites.data(), row.data(), zeros.data(), n),
+                steps * 510 * 510 + (n - 2) * std::uint64_t{1020 * 1020});
     }
 }
 

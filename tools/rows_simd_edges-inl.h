@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Vector forms: edges and rows of bits.
+// Part of rows_simd.cpp, which includes it once a target.
+#if defined(LUMAGAUGE_TOOLS_ROWS_SIMD_EDGES_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef LUMAGAUGE_TOOLS_ROWS_SIMD_EDGES_INL_H
+#undef LUMAGAUGE_TOOLS_ROWS_SIMD_EDGES_INL_H
+#else
+#define LUMAGAUGE_TOOLS_ROWS_SIMD_EDGES_INL_H
+#endif
+
+#include "tools/rows_simd_common-inl.h"
+
+#include <cstring>
+
+HWY_BEFORE_NAMESPACE();
+namespace lumagauge {
+namespace HWY_NAMESPACE {
+
+void absGradient(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient) {
+  const std::size_t N = hn::Lanes(d8);
+  if (w < N + 1)
+    return plainRows().absGradient(row, w, gradient);
+  gradient[0] = 0;
+  const auto difference = [&](std::size_t i) HWY_ATTR { // of columns i + 1 ...
+    hn::StoreU(absDifference8(hn::LoadU(d8, row + i + 1), hn::LoadU(d8, row + i)), d8,
+               gradient + i + 1);
+  };
+  forEachVector(
+      w - 1, N, w, difference, [] {}, [&](std::size_t i, std::size_t) HWY_ATTR { difference(i); });
+}
+
+/// Writes a row of bits: those of columns x ... from mask(x) for columns 0..n-1, zeros on to the
+/// end of the last word of w columns. n >= N.
+template <class D, class MaskAt>
+HWY_INLINE void writeBits(D d, std::size_t n, std::size_t w, std::uint64_t *words, MaskAt mask) {
+  const std::size_t N = hn::Lanes(d), bytes = (w + 63) / 64 * 8;
+  auto *out = reinterpret_cast<std::uint8_t *>(words);
+  std::size_t x = 0;
+  for (; x + N <= n; x += N)
+    hn::StoreMaskBits(d, mask(x), out + x / 8);
+  std::memset(out + x / 8, 0, bytes - x / 8);
+  if (x < n) {
+    std::uint64_t bits = 0;
+    hn::StoreMaskBits(d, mask(n - N), reinterpret_cast<std::uint8_t *>(&bits));
+    bits >>= N - (n - x);
+    std::memcpy(out + x / 8, &bits, (n - x + 7) / 8);
+  }
+}
+
+std::size_t edgeColumns(const std::uint8_t *const gradients[3], const std::uint8_t *above,
+                        const std::uint8_t *row, std::size_t w, std::uint8_t least,
+                        std::uint64_t *edges) {
+  if (w < hn::Lanes(d8) + 1)
+    return plainRows().edgeColumns(gradients, above, row, w, least, edges);
+  const std::uint8_t *g = gradients[1];
+  const V8 threshold = hn::Set(d8, least);
+  bool any = false;
+  writeBits(d8, w - 1, w, edges, [&](std::size_t x) HWY_ATTR {
+    const V8 v = hn::LoadU(d8, g + x);
+    const M8 strong = atLeast(v, threshold);
+    if (hn::AllFalse(d8, strong))
+      return strong;
+    any = true;
+    const V8 vertical = absDifference8(hn::LoadU(d8, row + x), hn::LoadU(d8, above + x));
+    const M8 alongRow =
+        hn::And(hn::Gt(v, hn::LoadU(d8, g + x + 1)),
+                hn::And(atLeast(v, hn::LoadU(d8, g + x - 1)), atLeast(v, vertical)));
+    const M8 downColumn = hn::And(atLeast(v, hn::LoadU(d8, gradients[0] + x)),
+                                  hn::Gt(v, hn::LoadU(d8, gradients[2] + x)));
+    return hn::And(strong, hn::Or(alongRow, downColumn));
+  });
+  if (!any)
+    return 0;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < (w + 63) / 64; ++i)
+    count += hwy::PopCount(edges[i]);
+  return count;
+}
+
+void steps(const std::uint8_t *row, std::size_t w, std::uint64_t *rising, std::uint64_t *falling) {
+  if (w < hn::Lanes(d8))
+    return plainRows().steps(row, w, rising, falling);
+  writeBits(d8, w, w, rising, [&](std::size_t x) HWY_ATTR {
+    return hn::Gt(hn::LoadU(d8, row + x), hn::LoadU(d8, row + x - 1));
+  });
+  writeBits(d8, w, w, falling, [&](std::size_t x) HWY_ATTR {
+    return hn::Lt(hn::LoadU(d8, row + x), hn::LoadU(d8, row + x - 1));
+  });
+  rising[0] &= ~std::uint64_t{1};
+  falling[0] &= ~std::uint64_t{1};
+}
+
+void strongCrosses(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
+                   std::int32_t least, std::uint64_t *strong) {
+  // Sums of two squares saturate at 65535 in their 16 bits, which decides for thresholds up to
+  // there.
+  if (w < hn::Lanes(d16) || least < 1 || least > 65535)
+    return plainRows().strongCrosses(above, row, w, least, strong);
+  const hn::Rebind<std::uint8_t, decltype(du16)> half;
+  const auto load = [&](const std::uint8_t *p)
+                        HWY_ATTR { return hn::PromoteTo(du16, hn::LoadU(half, p)); };
+  const auto threshold = hn::Set(du16, static_cast<std::uint16_t>(least));
+  writeBits(du16, w, w, strong, [&](std::size_t x) HWY_ATTR {
+    const auto dx = hn::Sub(load(above + x - 1), load(row + x));
+    const auto dy = hn::Sub(load(above + x), load(row + x - 1));
+    return atLeast(hn::SaturatedAdd(hn::Mul(dx, dx), hn::Mul(dy, dy)), threshold);
+  });
+  strong[0] &= ~std::uint64_t{1};
+}
+
+void boundaryRuns(const BoundaryPair *above, const BoundaryPair *row, std::size_t n,
+                  std::int32_t least, std::int32_t minimum, std::int32_t *runs,
+                  std::int32_t *counts) {
+  const hn::Rebind<std::uint16_t, decltype(d32)> half;
+  const std::size_t N = hn::Lanes(d32);
+  const auto load = [&](const BoundaryPair *pairs) HWY_ATTR {
+    return hn::PromoteTo(d32, hn::LoadU(half, reinterpret_cast<const std::uint16_t *>(pairs)));
+  };
+  const V32 left = hn::Set(d32, 0xFF), one = hn::Set(d32, 1);
+  const V32 justBelow = hn::Set(d32, least - 1), enough = hn::Set(d32, minimum);
+  std::size_t i = 0;
+  for (; i + N <= n; i += N) {
+    const V32 a = load(above + i), r = load(row + i);
+    const V32 dx = hn::Sub(hn::And(a, left), hn::ShiftRight<8>(r));
+    const V32 dy = hn::Sub(hn::ShiftRight<8>(a), hn::And(r, left));
+    const auto strong = hn::Gt(hn::Add(hn::Mul(dx, dx), hn::Mul(dy, dy)), justBelow);
+    const V32 run = hn::IfThenElseZero(strong, hn::Add(hn::LoadU(d32, runs + i), one));
+    const V32 reached = hn::VecFromMask(d32, hn::Eq(run, enough));
+    hn::StoreU(run, d32, runs + i);
+    hn::StoreU(hn::Sub(hn::LoadU(d32, counts + i), reached), d32, counts + i);
+  }
+  plainRows().boundaryRuns(above + i, row + i, n - i, least, minimum, runs + i, counts + i);
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace lumagauge
+HWY_AFTER_NAMESPACE();
+
+#endif
