@@ -178,8 +178,18 @@ def show_masks(clip, runs):
     return measured["all fifteen"]
 
 
+def size_ratio(clip, large, runs):
+    """CPU of the frames of `large` over that of as many of `clip`, without starting the process."""
+    once = clip._replace(frames=large.frames)
+    runs = rounds({name: (luma_command(each),) for name, each in
+                   (("start", clip._replace(frames=0)), ("large", large), ("once", once))}, runs)
+    start_up, large_cpu, once_cpu = (best(runs[name]).cpu for name in ("start", "large", "once"))
+    return (large_cpu - start_up) / (once_cpu - start_up)
+
+
 def show_whole(clip, all_fifteen, runs):
     fastest = best(all_fifteen)
+    start_up = best(rounds({"start": (luma_command(clip._replace(frames=0)),)}, runs)["start"])
     rows = [
         ["peak memory, all fifteen", f"{peak_memory(luma_command(clip)):.1f} MB"],
         ["peak memory, reading only", f"{peak_memory(luma_command(clip, 0)):.1f} MB"],
@@ -196,11 +206,8 @@ def show_whole(clip, all_fifteen, runs):
         rows.append(["all fifteen, plain form", "left out: needs Google Benchmark (script/setup)"])
     if clip.width % 2 == 0 and clip.height % 2 == 0:
         large = doubled(clip)
-        once = clip._replace(frames=large.frames)
-        both = rounds({"large": (luma_command(large),), "once": (luma_command(once),)}, runs)
-        ratio = best(both["large"]).cpu / best(both["once"]).cpu
         rows.append([f"cost of {large.width}x{large.height} over {clip.width}x{clip.height}",
-                     f"{ratio:.2f} times"])
+                     f"{size_ratio(clip, large, runs):.2f} times"])
         large.path.unlink()
     if clip.width >= SMALL_WIDTH and clip.height >= SMALL_HEIGHT:
         small = middle(clip)
@@ -209,21 +216,35 @@ def show_whole(clip, all_fifteen, runs):
                      f"{small.frames / run.wall:.0f} frames a second, "
                      f"{run.cpu / small.frames * 1e6:.0f} us of CPU a frame"])
         small.path.unlink()
-    rows.insert(0, ["all fifteen", f"{fastest.cpu / clip.frames * 1000:.2f} ms of CPU a frame"])
+    rows[:0] = [["all fifteen", f"{fastest.cpu / clip.frames * 1000:.2f} ms of CPU a frame"],
+                ["start of the process, no frame", f"{start_up.cpu * 1000:.1f} ms of CPU"]]
     table(["whole runs", "result"], rows)
 
 
+def peer_command(clip, frames):
+    return ["ffmpeg", "-v", "error", "-nostdin", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-s",
+            f"{clip.width}x{clip.height}", "-i", clip.path, "-frames:v", frames, "-vf", PEER_CHAIN,
+            "-f", "null", "-"]
+
+
 def show_peers(clip, runs):
-    """Both on one file of the first frames, whole processes."""
-    frames = read_frames(clip, PEER_FRAMES)
-    part = write_clip("peers.yuv", frames, clip.width, clip.height)
-    peer = ["ffmpeg", "-v", "error", "-nostdin", "-f", "rawvideo", "-pix_fmt", "yuv420p", "-s",
-            f"{clip.width}x{clip.height}", "-i", part.path, "-vf", PEER_CHAIN, "-f", "null", "-"]
-    measured = rounds({"peer": (peer,), "own": (luma_command(part),)}, min(runs, 3))
-    own, other = (best(measured[name]).cpu / part.frames * 1000 for name in ("own", "peer"))
-    table([f"{part.frames} frames", "CPU ms a frame"],
-          [["ffmpeg's filters", f"{other:.1f}"], ["lumagauge, all fifteen", f"{own:.2f}"],
-           ["ratio", f"{other / own:.0f}"]])
+    """Both on one file of the first frames: whole processes, and what the frames after the first
+    one take, which leaves starting the process out."""
+    part = write_clip("peers.yuv", read_frames(clip, PEER_FRAMES), clip.width, clip.height)
+    measured = rounds({
+        "peer": (peer_command(part, part.frames),),
+        "peer's first": (peer_command(part, 1),),
+        "own": (luma_command(part),),
+        "own first": (luma_command(part._replace(frames=1)),),
+    }, min(runs, 5))
+    cpu = {name: best(runs).cpu * 1000 for name, runs in measured.items()}
+    later = max(part.frames - 1, 1)
+    peer = cpu["peer"] / part.frames, (cpu["peer"] - cpu["peer's first"]) / later
+    own = cpu["own"] / part.frames, (cpu["own"] - cpu["own first"]) / later
+    table([f"{part.frames} frames, CPU ms a frame", "whole process", "after the first frame"],
+          [["ffmpeg's filters"] + [f"{each:.1f}" for each in peer],
+           ["lumagauge, all fifteen"] + [f"{each:.2f}" for each in own],
+           ["ratio"] + [f"{a / b:.0f}" if b > 0 else "-" for a, b in zip(peer, own)]])
     print(f"The filters: {PEER_CHAIN}")
     part.path.unlink()
 
@@ -243,7 +264,7 @@ def arguments():
     parser.add_argument("--peers", action="store_true",
                         help="compare with a chain of ffmpeg's filters too")
     parser.add_argument("--runs", type=int, default=7, help="runs of each, of which the best counts")
-    parser.add_argument("--frames", type=int, default=60, help="frames of the clip at most")
+    parser.add_argument("--frames", type=int, default=100, help="frames of the clip at most")
     return parser.parse_args()
 
 
