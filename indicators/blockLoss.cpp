@@ -11,6 +11,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 namespace lumagauge {
@@ -43,6 +44,8 @@ std::int32_t leastMagnitude(const Image *luma) {
 
 /// Number of runs of at least MINIMUM_RUN set bits in a region's row.
 std::int64_t countRuns(const std::uint64_t *bits) {
+  if (std::all_of(bits, bits + WORDS, [](std::uint64_t word) { return word == 0; }))
+    return 0;
   // A bit set in `starts` has MINIMUM_RUN set bits from it upwards; each run has one first such
   // bit.
   std::array<std::uint64_t, WORDS + 1> starts{};
@@ -80,7 +83,7 @@ void countAlongColumns(const Image *luma, std::int32_t least, std::vector<std::i
   const auto gather = [&](std::uint64_t y, std::vector<BoundaryPair> &pairs) {
     const std::uint8_t *row = luma->data + y * luma->w;
     for (std::uint64_t i = 1; i < boundaries; ++i)
-      pairs[i] = {row[GRID_STEP * i - 1], row[GRID_STEP * i]};
+      std::memcpy(&pairs[i], row + GRID_STEP * i - 1, sizeof pairs[i]);
   };
   gather(0, here);
   for (std::uint64_t by = 0; by < down; ++by) {

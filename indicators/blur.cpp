@@ -49,29 +49,31 @@ public:
   /// Number of set bits in a row from x on to the right, and from x on to the left.
   int runRight(std::uint64_t x) const {
     int run = 0;
-    for (;; x += 64) {
-      const int ones = std::countr_one(window(x));
-      run += ones;
-      if (ones < 64)
+    for (;; x += WINDOW) {
+      const int ones = std::countr_one(eightBytes(byteOf(x)) >> x % 8);
+      run += std::min(ones, WINDOW);
+      if (ones < WINDOW)
         return run;
     }
   }
   int runLeft(std::uint64_t x) const {
     int run = 0;
-    for (;; x -= 64) {
-      const int ones = std::countl_one(window(x - 63));
-      run += ones;
-      if (ones < 64)
+    for (;; x -= WINDOW) {
+      const int ones = std::countl_one(eightBytes(byteOf(x) - 7) << (7 - x % 8));
+      run += std::min(ones, WINDOW);
+      if (ones < WINDOW)
         return run;
     }
   }
 
 private:
-  /// The 64 bits from x on; x may lie up to 64 before the first.
-  std::uint64_t window(std::uint64_t x) const {
-    const std::uint64_t at = x + 64;
-    const std::uint64_t low = words[at / 64] >> at % 64;
-    return at % 64 == 0 ? low : low | words[at / 64 + 1] << (64 - at % 64);
+  static constexpr int WINDOW = 57; ///< bits of eight bytes that are left after any shift below 8
+
+  static std::uint64_t byteOf(std::uint64_t x) { return x / 8 + sizeof(std::uint64_t); }
+  std::uint64_t eightBytes(std::uint64_t from) const {
+    std::uint64_t bits;
+    std::memcpy(&bits, reinterpret_cast<const unsigned char *>(words.data()) + from, sizeof bits);
+    return bits;
   }
 
   std::vector<std::uint64_t> words;
