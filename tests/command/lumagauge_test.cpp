@@ -10,13 +10,10 @@
 namespace lumagauge::test {
 namespace {
 
-class Command : public testing::Test {
+class Command : public CommandTest {
 protected:
-  void SetUp() override { writeClip(folder.path / "clip.yuv"); }
-  Outcome lumagauge(const std::string &arguments) { return folder.run(LUMAGAUGE " " + arguments); }
-  std::string resultsFile() { return contents(folder.path / "metricsResultsCSV.csv"); }
-
-  Folder folder;
+  Command() { writeClip(folder / "clip.yuv"); }
+  std::string resultsFile() { return readFile(folder / "metricsResultsCSV.csv"); }
 };
 
 struct GoldenCase {
@@ -36,28 +33,28 @@ TEST_F(Command, ReportsToTheByte) {
   };
   for (const GoldenCase &c : cases) {
     SCOPED_TRACE(std::string(c.environment) + c.arguments);
-    const std::string program = *c.environment == 0 ? LUMAGAUGE : LUMAGAUGE_WITH_FAULTS;
-    const Outcome outcome = folder.run(c.environment + program + " " + c.arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string program = *c.environment == 0 ? PROGRAM : LUMAGAUGE_WITH_FAULTS;
+    const Outcome outcome = shell(c.environment + program + " " + c.arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
     const std::string golden = std::string(GOLDEN) + "/" + c.name;
     if (std::getenv("LUMAGAUGE_WRITE_GOLDEN") != nullptr) { // to be read before it is committed
-      std::ofstream(golden + ".console.txt") << withoutNanSigns(outcome.out);
+      std::ofstream(golden + ".console.txt") << withoutNanSigns(outcome.output);
       std::ofstream(golden + ".csv") << withoutNanSigns(resultsFile());
     }
-    EXPECT_EQ(withoutNanSigns(outcome.out), contents(golden + ".console.txt"));
-    EXPECT_EQ(withoutNanSigns(resultsFile()), contents(golden + ".csv"));
+    EXPECT_EQ(withoutNanSigns(outcome.output), readFile(golden + ".console.txt"));
+    EXPECT_EQ(withoutNanSigns(resultsFile()), readFile(golden + ".csv"));
   }
 }
 
 TEST_F(Command, CountsWholeFramesAndShowsShortReads) {
-  writeClip(folder.path / "short.yuv", 5 * FRAME_SIZE / 2);
-  EXPECT_NE(lumagauge("short.yuv 272 264").out.find("Number of Frames = 2, Start Frame = 0\n\n"),
+  writeClip(folder / "short.yuv", 5 * FRAME_SIZE / 2);
+  EXPECT_NE(call("short.yuv 272 264").output.find("Number of Frames = 2, Start Frame = 0\n\n"),
             std::string::npos);
   // Frame 1 is only half there: with nothing read before it, the rest is black (0).
-  const std::string half = lumagauge("short.yuv 272 264 0x400 25 1 2").out;
-  std::ofstream(folder.path / "padded.yuv", std::ios::binary)
-      << contents(folder.path / "short.yuv") << std::string(2 * FRAME_SIZE, '\0');
-  const std::string padded = lumagauge("padded.yuv 272 264 0x400 25 1 2").out;
+  const std::string half = call("short.yuv 272 264 0x400 25 1 2").output;
+  writeFile(folder / "padded.yuv",
+            readFile(folder / "short.yuv") + std::string(2 * FRAME_SIZE, '\0'));
+  const std::string padded = call("padded.yuv 272 264 0x400 25 1 2").output;
   EXPECT_EQ(half.substr(half.find("Frame: ")), padded.substr(padded.find("Frame: ")));
 }
 
@@ -71,7 +68,7 @@ struct FailureCase {
 };
 
 TEST_F(Command, FailsWithAMessage) {
-  std::filesystem::create_directory(folder.path / "a_folder");
+  std::filesystem::create_directory(folder / "a_folder");
   const char *noSize =
       "lumagauge: unusable picture size: .* at least 1 .* at most 2147483647; .*\n";
   const char *noSeek = "lumagauge: cannot seek to frame -1 of clip.yuv: Invalid argument\\..*\n";
@@ -127,13 +124,13 @@ TEST_F(Command, FailsWithAMessage) {
        "$L clip.yuv 272 264 1 25 1; r=$?; rmdir metricsResultsCSV.csv; (exit $r)",
        0, "Video .*Flickering:\n\n\n Could not create a log file\n\n00000.*closed\n\n", ""},
   };
-  const std::string commands = "L=" LUMAGAUGE "; F=" LUMAGAUGE_WITH_FAULTS "; ";
+  const std::string commands = "L=" PROGRAM "; F=" LUMAGAUGE_WITH_FAULTS "; ";
   for (const FailureCase &c : cases) {
     SCOPED_TRACE(c.name);
-    const Outcome outcome = folder.run(commands + c.line);
+    const Outcome outcome = shell(commands + c.line);
     EXPECT_EQ(outcome.status, c.status);
-    EXPECT_THAT(outcome.out, testing::MatchesRegex(c.out));
-    EXPECT_THAT(outcome.err, testing::MatchesRegex(c.err));
+    EXPECT_THAT(outcome.output, testing::MatchesRegex(c.out));
+    EXPECT_THAT(outcome.errors, testing::MatchesRegex(c.err));
     EXPECT_THAT(resultsFile(), testing::MatchesRegex(c.file));
   }
 }
@@ -141,9 +138,9 @@ TEST_F(Command, FailsWithAMessage) {
 TEST_F(Command, LacksMemoryAsTheSystemGivesIt) {
   if (INSTRUMENTED)
     GTEST_SKIP() << "the address space of an instrumented build cannot be limited";
-  const Outcome outcome = folder.run("ulimit -v 400000; " LUMAGAUGE " clip.yuv 26000 26000 1 25 1");
+  const Outcome outcome = shell("ulimit -v 400000; " PROGRAM " clip.yuv 26000 26000 1 25 1");
   EXPECT_EQ(outcome.status, 255);
-  EXPECT_NE(outcome.err.find("not enough memory"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.errors.find("not enough memory"), std::string::npos) << outcome.errors;
 }
 
 } // namespace

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The values of lumagauge-qc are those of the library and of lumagauge, for any number of threads.
-#include "command.h"
 #include "indicators/indicators.h"
 #include "qc/record.h"
+#include "tests/support/command.h"
 
 #include <cmath>
 #include <cstdint>
 
 namespace lumagauge::qc {
 namespace {
+
+using namespace test;
 
 using Values = std::array<std::optional<double>, INDICATORS>;
 
@@ -109,7 +111,8 @@ TEST_P(Values15, AreThoseOfLibraryAndMeter) {
   std::istringstream meter(meterRows.substr(meterRows.find('\n')));
 
   for (const char *threads : {"1", "2", "7"})
-    ASSERT_LT(qc(std::string("--threads ") + threads + " -o t" + threads + " clip.mkv").status, 2);
+    ASSERT_LT(call(std::string("--threads ") + threads + " -o t" + threads + " clip.mkv").status,
+              2);
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t2/clip.mkv.csv"));
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t7/clip.mkv.csv"));
 
@@ -166,7 +169,7 @@ TEST_P(Luma, IsRoundedToEightBits) {
     for (std::size_t i = 0; i < depth.samples * depth.bytes; ++i)
       bytes += static_cast<char>(value >> (8 * (i % depth.bytes)) & 0xFF);
   writeFile(folder / "raw", bytes);
-  const Outcome run = qc(std::string("--raw --size 40x40 -o out raw --pix-fmt ") + depth.format);
+  const Outcome run = call(std::string("--raw --size 40x40 -o out raw --pix-fmt ") + depth.format);
   ASSERT_LT(run.status, 2) << run.errors << run.output;
   const auto rows = csv("out/raw.csv");
   ASSERT_EQ(rows.size(), depth.values.size() + 1);

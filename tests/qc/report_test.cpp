@@ -7,7 +7,7 @@
 #include "qc/report/json.h"
 #include "qc/report/output.h"
 #include "qc/report/progress.h"
-#include "tests/qc/command.h"
+#include "tests/support/command.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,6 +15,8 @@
 
 namespace lumagauge::qc {
 namespace {
+
+using namespace test;
 
 namespace fs = std::filesystem;
 using I = Indicator;
