@@ -4,6 +4,7 @@
 #include "indicators/indicators.h"
 #include "qc/record.h"
 #include "tests/support/command.h"
+#include "tests/support/pictures.h"
 
 #include <cmath>
 #include <cstdint>
@@ -16,49 +17,32 @@ using namespace test;
 using Values = std::array<std::optional<double>, INDICATORS>;
 
 /// The library's values of all pictures, called one after another as its header says.
-std::vector<Values> libraryValues(std::vector<std::string> &pictures, std::uint64_t w,
-                                  std::uint64_t h, double rate) {
-  const auto image = [&](std::string &bytes) {
-    return makeImage(w, h, reinterpret_cast<std::uint8_t *>(bytes.data()));
-  };
-  std::string counts(w / 8 * (h / 8), '\0'), states = counts, changes = counts;
-  const auto blocks = [&](std::string &bytes) {
-    return makeImage(w / 8, h / 8, reinterpret_cast<std::uint8_t *>(bytes.data()));
-  };
+std::vector<Values> libraryValues(const std::vector<Luma> &pictures, double rate) {
+  const std::uint64_t w = pictures[0].w, h = pictures[0].h;
+  Luma counts(w / 8, h / 8), states(counts), changed(counts);
   FreezingState freezingState;
   FlickeringState flickeringState;
   std::vector<Values> all;
   for (std::size_t i = 0; i < pictures.size(); ++i) {
-    const Image luma = image(pictures[i]);
+    const Luma &luma = pictures[i];
+    Values v; // in the order of the report's columns
     const bool black = measureBlackout(&luma);
-    Values values{measureBlockiness(&luma),
-                  measureSpatialActivity(&luma),
-                  measureLetterbox(&luma),
-                  measurePillarbox(&luma),
-                  std::nullopt,
-                  measureBlur(&luma),
-                  std::nullopt,
-                  black,
-                  std::nullopt,
-                  measureExposure(&luma),
-                  measureContrast(&luma),
-                  measureInterlace(&luma),
-                  measureNoise(&luma),
-                  measureSlice(&luma),
-                  std::nullopt};
+    v[0] = measureBlockiness(&luma), v[1] = measureSpatialActivity(&luma);
+    v[2] = measureLetterbox(&luma), v[3] = measurePillarbox(&luma);
     if (w >= 256 && h >= 256)
-      values[4] = measureBlockLoss(&luma);
+      v[4] = measureBlockLoss(&luma);
+    v[5] = measureBlur(&luma), v[7] = black;
+    v[9] = measureExposure(&luma), v[10] = measureContrast(&luma);
+    v[11] = measureInterlace(&luma), v[12] = measureNoise(&luma), v[13] = measureSlice(&luma);
     if (i > 0) {
-      const Image before = image(pictures[i - 1]);
-      Image changed = blocks(changes), count = blocks(counts), state = blocks(states);
-      findChangedBlocks(&luma, &before, &changed);
-      const double flicker = measureFlickering(flickeringState, &changed, &count, &state);
-      values[6] = temporalActivity(&luma, &before);
-      values[8] = measureFreezing(freezingState, black, *values[6], rate);
+      v[6] = temporalActivity(&luma, &pictures[i - 1]);
+      v[8] = measureFreezing(freezingState, black, *v[6], rate);
+      findChangedBlocks(&luma, &pictures[i - 1], &changed);
+      const double flicker = measureFlickering(flickeringState, &changed, &counts, &states);
       if (i % 8 == 0)
-        values[14] = flicker;
+        v[14] = flicker;
     }
-    all.push_back(values);
+    all.push_back(v);
   }
   return all;
 }
@@ -93,13 +77,14 @@ TEST_P(Values15, AreThoseOfLibraryAndMeter) {
          clip.encoder + " clip.mkv");
   ffmpeg("-i clip.mkv -vf extractplanes=y -f rawvideo luma");
 
-  std::vector<std::string> pictures;
+  std::vector<Luma> pictures;
   std::string meterInput;
   const std::string luma = readFile(folder / "luma");
   const std::size_t samples = clip.width * clip.height;
   for (std::size_t at = 0; at + samples <= luma.size(); at += samples) {
-    pictures.push_back(luma.substr(at, samples));
-    meterInput += pictures.back() + std::string(3 * samples / 2 - samples, '\x80');
+    const std::string bytes = luma.substr(at, samples);
+    pictures.push_back({clip.width, clip.height, {bytes.begin(), bytes.end()}});
+    meterInput += bytes + std::string(3 * samples / 2 - samples, '\x80');
   }
   ASSERT_EQ(pictures.size(), 19U);
   writeFile(folder / "clip.yuv", meterInput);
@@ -116,7 +101,7 @@ TEST_P(Values15, AreThoseOfLibraryAndMeter) {
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t2/clip.mkv.csv"));
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t7/clip.mkv.csv"));
 
-  const std::vector<Values> expected = libraryValues(pictures, clip.width, clip.height, 30);
+  const std::vector<Values> expected = libraryValues(pictures, 30);
   const auto rows = csv("t1/clip.mkv.csv");
   ASSERT_EQ(rows.size(), 20U);
   for (std::size_t frame = 0; frame < 19; ++frame) {
