@@ -102,11 +102,12 @@ TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
     EXPECT_EQ(eventsText(judge(loadProfile("default"), withFault(values), 30)), "") << name;
 }
 
+constexpr char BLURRED[] = "[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n";
+
 /// Ten frames a second; x: the rule holds, o: with an edge threshold of 4 alone, n: NaN, _: no
 /// value, else: it does not.
 Judgement judgePattern(const std::string &pattern, const std::string &keys) {
-  const Profile profile = parseProfile(
-      "[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n" + keys, "test.toml");
+  const Profile profile = parseProfile(BLURRED + keys, "test.toml");
   std::vector<FrameRecord> records;
   for (const char c : pattern) {
     records.push_back(ordinary(static_cast<std::int64_t>(records.size()), 10));
@@ -130,6 +131,7 @@ TEST(Events, BeginAndEndWhereDurationAndGapSay) {
                {"xx....x", "bridged_gap = 0.2\nmin_duration = 0.2", "blurred 0-1 0-200"},
                {".ooxxox.", "edge_threshold = 4\nmin_duration = 0.2", "blurred 1-6 100-700"},
                {".oxoxox.", "edge_threshold = 4\nmin_duration = 0.2", ""},
+               {"oxx..ox", "edge_threshold = 4\nmin_duration = 0.2", "blurred 0-2 0-300"},
                {"oxxo.ox", "edge_threshold = 4\nbridged_gap = 0.1", "blurred 0-6 0-700"},
                {"xnx_x", "", "blurred 0-0 0-100, blurred 2-2 200-300, blurred 4-4 400-500"}};
   for (const auto &[pattern, keys, expected] : cases)
@@ -155,8 +157,7 @@ TEST(Events, EndWithTheDisplayOfAFrameOfVariableRate) {
   records.resize(33);
   for (std::size_t frame = 0; frame < records.size(); ++frame)
     records[frame].time = frame == 32 ? 5.0 : static_cast<double>(frame) * 0.1;
-  const Profile profile =
-      parseProfile("[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n", "test.toml");
+  const Profile profile = parseProfile(BLURRED, "test.toml");
   EXPECT_EQ(eventsText(judge(profile, records, 4)), "blurred 30-32 3000-5250");
   records[32][I::blur] = 3.0;
   EXPECT_EQ(eventsText(judge(profile, records, 4)), "blurred 30-31 3000-5000");

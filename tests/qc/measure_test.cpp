@@ -16,6 +16,12 @@ using namespace test;
 
 using Values = std::array<std::optional<double>, INDICATORS>;
 
+constexpr std::pair<std::size_t, double (*)(const Image *)> SPATIAL[] = {
+    {0, measureBlockiness}, {1, measureSpatialActivity},
+    {2, measureLetterbox},  {3, measurePillarbox},
+    {5, measureBlur},       {9, measureExposure},
+    {10, measureContrast},  {11, measureInterlace}};
+
 /// The library's values of all pictures, called one after another as its header says.
 std::vector<Values> libraryValues(const std::vector<Luma> &pictures, double rate) {
   const std::uint64_t w = pictures[0].w, h = pictures[0].h;
@@ -27,13 +33,13 @@ std::vector<Values> libraryValues(const std::vector<Luma> &pictures, double rate
     const Luma &luma = pictures[i];
     Values v; // in the order of the report's columns
     const bool black = measureBlackout(&luma);
-    v[0] = measureBlockiness(&luma), v[1] = measureSpatialActivity(&luma);
-    v[2] = measureLetterbox(&luma), v[3] = measurePillarbox(&luma);
+    for (const auto &[column, measure] : SPATIAL)
+      v[column] = measure(&luma);
     if (w >= 256 && h >= 256)
       v[4] = measureBlockLoss(&luma);
-    v[5] = measureBlur(&luma), v[7] = black;
-    v[9] = measureExposure(&luma), v[10] = measureContrast(&luma);
-    v[11] = measureInterlace(&luma), v[12] = measureNoise(&luma), v[13] = measureSlice(&luma);
+    v[7] = black;
+    v[12] = measureNoise(&luma);
+    v[13] = measureSlice(&luma);
     if (i > 0) {
       v[6] = temporalActivity(&luma, &pictures[i - 1]);
       v[8] = measureFreezing(freezingState, black, *v[6], rate);
