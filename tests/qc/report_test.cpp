@@ -102,6 +102,7 @@ TEST_F(ReportTest, JsonFollowsItsSchema) {
     EXPECT_EQ(document["frames"][0]["noise"], "NaN");
     EXPECT_EQ(document["frames"][1]["exposure"], "-Infinity");
     EXPECT_TRUE(document["frames"][1]["noise"].is_null());
+    EXPECT_TRUE(document["frames"][1]["picture_type"].is_null());
     EXPECT_EQ(document["frames"][1]["blockiness"], 1.0 / 3);
   }
   writeFile(folder / "clip.json", R"({"schema": "lumagauge/1"})");
@@ -175,7 +176,7 @@ TEST_F(ReportTest, ResumeTakesOnlyACompleteNewerResultOfTheSameQuestion) {
 }
 
 TEST(Batch, WritesARowAnInputWhateverItsName) {
-  BatchRow row{"a,\"b\"\n", Verdict::fail, {}, 2, 0.5, 3, {"black", "frozen"}, {}};
+  BatchRow row{"a,\"b\"\n", Verdict::fail, {}, 2, 0.5, 3, {"black", "frozen"}, {}, false};
   row.means[0] = NOT_A_NUMBER;
   std::ostringstream csv, table;
   writeBatchCsv(csv, {row});
