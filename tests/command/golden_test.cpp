@@ -7,15 +7,13 @@
 namespace lumagauge::test {
 namespace {
 
-TEST(Golden, ReportsAreTheSameUnderThisForm) {
-  const Folder folder;
-  writeClip(folder.path / "clip.yuv");
-  // LUMAGAUGE_TARGET is handed on.
-  const Outcome outcome = folder.run(LUMAGAUGE_WITH_FAULTS " clip.yuv 272 264");
-  EXPECT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(withoutNanSigns(outcome.out), contents(GOLDEN "/all.console.txt"));
-  EXPECT_EQ(withoutNanSigns(contents(folder.path / "metricsResultsCSV.csv")),
-            contents(GOLDEN "/all.csv"));
+TEST_F(CommandTest, ReportsAreTheSameUnderThisForm) {
+  writeClip(folder / "clip.yuv");
+  const Outcome outcome = call("clip.yuv 272 264"); // LUMAGAUGE_TARGET is handed on
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_EQ(withoutNanSigns(outcome.output), readFile(GOLDEN "/all.console.txt"));
+  EXPECT_EQ(withoutNanSigns(readFile(folder / "metricsResultsCSV.csv")),
+            readFile(GOLDEN "/all.csv"));
 }
 
 } // namespace

@@ -10,23 +10,18 @@
 namespace lumagauge::test {
 namespace {
 
-class Command : public testing::Test {
+class Command : public CommandTest {
 protected:
-  void SetUp() override { writeClip(folder.path / "clip.yuv"); }
-  Outcome lumagauge(const std::string &arguments) { return folder.run(LUMAGAUGE " " + arguments); }
-  std::string resultsFile() { return contents(folder.path / "metricsResultsCSV.csv"); }
-
-  Folder folder;
-};
-
-struct GoldenCase {
-  const char *name; ///< of the files in golden/
-  const char *arguments;
-  const char *environment = "";
+  Command() { writeClip(folder / "clip.yuv"); }
+  std::string resultsFile() { return readFile(folder / "metricsResultsCSV.csv"); }
 };
 
 TEST_F(Command, ReportsToTheByte) {
-  const std::vector<GoldenCase> cases{
+  const struct {
+    const char *name; ///< of the files in golden/
+    const char *arguments;
+    const char *environment = "";
+  } cases[] = {
       {"all", "clip.yuv 272 264"},
       {"all", "clip.yuv 272x 264.9 0xFFFFFFFF 25 12 0 surplus"},
       {"all", "clip.yuv 272 264", "LUMAGAUGE_FAIL_THREADS=1 "},
@@ -34,54 +29,50 @@ TEST_F(Command, ReportsToTheByte) {
       {"freezing_alone", "clip.yuv 272 264 0x100 25 2"},
       {"past_the_end", "clip.yuv 272 264 0x6C2 25 4 10"},
   };
-  for (const GoldenCase &c : cases) {
-    SCOPED_TRACE(std::string(c.environment) + c.arguments);
-    const std::string program = *c.environment == 0 ? LUMAGAUGE : LUMAGAUGE_WITH_FAULTS;
-    const Outcome outcome = folder.run(c.environment + program + " " + c.arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::string golden = std::string(GOLDEN) + "/" + c.name;
+  for (const auto &[name, arguments, environment] : cases) {
+    SCOPED_TRACE(std::string(environment) + arguments);
+    const std::string program = *environment == 0 ? PROGRAM : LUMAGAUGE_WITH_FAULTS;
+    const Outcome outcome = shell(environment + program + " " + arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    const std::string golden = std::string(GOLDEN) + "/" + name;
     if (std::getenv("LUMAGAUGE_WRITE_GOLDEN") != nullptr) { // to be read before it is committed
-      std::ofstream(golden + ".console.txt") << withoutNanSigns(outcome.out);
+      std::ofstream(golden + ".console.txt") << withoutNanSigns(outcome.output);
       std::ofstream(golden + ".csv") << withoutNanSigns(resultsFile());
     }
-    EXPECT_EQ(withoutNanSigns(outcome.out), contents(golden + ".console.txt"));
-    EXPECT_EQ(withoutNanSigns(resultsFile()), contents(golden + ".csv"));
+    EXPECT_EQ(withoutNanSigns(outcome.output), readFile(golden + ".console.txt"));
+    EXPECT_EQ(withoutNanSigns(resultsFile()), readFile(golden + ".csv"));
   }
 }
 
 TEST_F(Command, CountsWholeFramesAndShowsShortReads) {
-  writeClip(folder.path / "short.yuv", 5 * FRAME_SIZE / 2);
-  EXPECT_NE(lumagauge("short.yuv 272 264").out.find("Number of Frames = 2, Start Frame = 0\n\n"),
+  writeClip(folder / "short.yuv", 5 * FRAME_SIZE / 2);
+  EXPECT_NE(call("short.yuv 272 264").output.find("Number of Frames = 2, Start Frame = 0\n\n"),
             std::string::npos);
   // Frame 1 is only half there: with nothing read before it, the rest is black (0).
-  const std::string half = lumagauge("short.yuv 272 264 0x400 25 1 2").out;
-  std::ofstream(folder.path / "padded.yuv", std::ios::binary)
-      << contents(folder.path / "short.yuv") << std::string(2 * FRAME_SIZE, '\0');
-  const std::string padded = lumagauge("padded.yuv 272 264 0x400 25 1 2").out;
+  const std::string half = call("short.yuv 272 264 0x400 25 1 2").output;
+  writeFile(folder / "padded.yuv",
+            readFile(folder / "short.yuv") + std::string(2 * FRAME_SIZE, '\0'));
+  const std::string padded = call("padded.yuv 272 264 0x400 25 1 2").output;
   EXPECT_EQ(half.substr(half.find("Frame: ")), padded.substr(padded.find("Frame: ")));
 }
 
-struct FailureCase {
-  const char *name;
-  const char *line; ///< of shell; $L is the command, $F the command with faults
-  int status;
-  const char *out; ///< extended regular expressions for all of each stream
-  const char *err;
-  const char *file = ".*";
-};
-
 TEST_F(Command, FailsWithAMessage) {
-  std::filesystem::create_directory(folder.path / "a_folder");
+  std::filesystem::create_directory(folder / "a_folder");
   const char *noSize =
       "lumagauge: unusable picture size: .* at least 1 .* at most 2147483647; .*\n";
   const char *noSeek = "lumagauge: cannot seek to frame -1 of clip.yuv: Invalid argument\\..*\n";
   const char *noMemory = "lumagauge: not enough memory .*272 x 264.*\n";
-  const std::vector<FailureCase> cases{
+  const struct {
+    const char *name;
+    const char *line; ///< of shell; $L is the command, $F the command with faults
+    int status;
+    const char *out, *err; ///< extended regular expressions for all of each stream
+    const char *file = ".*";
+  } cases[] = {
       {"too few arguments", "$L clip.yuv 272", 255,
        "Not enough parameters\n\nUsage: .*lumagauge nameOfTheMovie.yuv WIDTH HEIGHT "
-       "\\[RequestedVQIs\\] "
-       "\\[FPS\\] \\[NumberOfFrames\\] \\[startFrame\\],\nwhere parameters in square brackets are "
-       "optional.\n\n",
+       "\\[RequestedVQIs\\] \\[FPS\\] \\[NumberOfFrames\\] \\[startFrame\\],\n"
+       "where parameters in square brackets are optional.\n\n",
        ""},
       {"missing video before unusable size", "echo old >metricsResultsCSV.csv; $L missing.yuv 0 0",
        255, "", "Error opening file.\n\n: No such file or directory\n", ""},
@@ -113,8 +104,7 @@ TEST_F(Command, FailsWithAMessage) {
        "Video .*Flickering:\n\nFile stream closed\n\n", ""},
       {"stream error", "$L a_folder 272 264 1 25 3", 255,
        "Video .*Flickering:\nSome error occurred when reading the 0 frame\nByte read = 0, "
-       "Frame size "
-       "= 71808\n\nError code: 21 \nError description: Is a directory \n",
+       "Frame size = 71808\n\nError code: 21 \nError description: Is a directory \n",
        ""},
       {"no memory for the run", "LUMAGAUGE_FAIL_MEMORY=3 $F clip.yuv 272 264", 255, "", noMemory,
        ""},
@@ -127,23 +117,23 @@ TEST_F(Command, FailsWithAMessage) {
        "$L clip.yuv 272 264 1 25 1; r=$?; rmdir metricsResultsCSV.csv; (exit $r)",
        0, "Video .*Flickering:\n\n\n Could not create a log file\n\n00000.*closed\n\n", ""},
   };
-  const std::string commands = "L=" LUMAGAUGE "; F=" LUMAGAUGE_WITH_FAULTS "; ";
-  for (const FailureCase &c : cases) {
-    SCOPED_TRACE(c.name);
-    const Outcome outcome = folder.run(commands + c.line);
-    EXPECT_EQ(outcome.status, c.status);
-    EXPECT_THAT(outcome.out, testing::MatchesRegex(c.out));
-    EXPECT_THAT(outcome.err, testing::MatchesRegex(c.err));
-    EXPECT_THAT(resultsFile(), testing::MatchesRegex(c.file));
+  const std::string commands = "L=" PROGRAM "; F=" LUMAGAUGE_WITH_FAULTS "; ";
+  for (const auto &[name, line, status, out, err, file] : cases) {
+    SCOPED_TRACE(name);
+    const Outcome outcome = shell(commands + line);
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_THAT(outcome.output, testing::MatchesRegex(out));
+    EXPECT_THAT(outcome.errors, testing::MatchesRegex(err));
+    EXPECT_THAT(resultsFile(), testing::MatchesRegex(file));
   }
 }
 
 TEST_F(Command, LacksMemoryAsTheSystemGivesIt) {
   if (INSTRUMENTED)
     GTEST_SKIP() << "the address space of an instrumented build cannot be limited";
-  const Outcome outcome = folder.run("ulimit -v 400000; " LUMAGAUGE " clip.yuv 26000 26000 1 25 1");
+  const Outcome outcome = shell("ulimit -v 400000; " PROGRAM " clip.yuv 26000 26000 1 25 1");
   EXPECT_EQ(outcome.status, 255);
-  EXPECT_NE(outcome.err.find("not enough memory"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.errors.find("not enough memory"), std::string::npos) << outcome.errors;
 }
 
 } // namespace

@@ -16,7 +16,6 @@ namespace {
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
-using Measure = double (*)(const Image *);
 double noiseOrZero(const Image *luma) {
   return measureNoise(luma).value_or(0.0);
 }
@@ -29,10 +28,9 @@ double blackoutFlag(const Image *luma) {
 
 struct MeasureCase {
   const char *name;
-  Measure measure;
   Luma picture;
   double expected;
-  double tolerance = 0.0;
+  double tolerance = 0.0; ///< where the expectation has four decimals
 };
 
 /// Checkerboard of 100 and 100 + `step`, in which `step` depends on the row.
@@ -72,189 +70,180 @@ int barred(int x, int y) {
   return y == 0 ? 7 : y == 7 ? 90 : (x * 37 + y * 11) % 251;
 }
 
-std::vector<MeasureCase> gridCases() {
-  return {
-      {"no border line", measureBlockiness, noisy(15, 15), 1.0},
-      {"flat", measureBlockiness, uniform(32, 32, 9), 1.0},
-      {"steps between blocks only", measureBlockiness,
-       luma(32, 32, [](int x, int y) { return x / 8 * 30 + y / 8 * 20; }), 0.0},
-      {"steps inside blocks only", measureBlockiness,
-       luma(23, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF},
-      // Differences inside 2, 0, 5 and across 1, 3, 0 at lines 8, 16, 24, which weigh 3, 2, 1.
-      {"first lines weigh most", measureBlockiness,
-       luma(8, 32,
-            [](int, int y) { return 2 * (y >= 7) + (y >= 8) + 3 * (y >= 16) + 5 * (y >= 23); }),
-       (3 * 2 + 1 * 5) / (3 * 1 + 2 * 3.0)},
-      {"no whole block", blackoutFlag, uniform(7, 64, 1), 0.0},
-      {"grey is flat too", blackoutFlag, uniform(8, 15, 128), 1.0},
-      {"edge samples do not count", blackoutFlag, rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
-      {"block sum 255", blackoutFlag, rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
-      {"block sum 256", blackoutFlag,
-       luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0},
-      {"too narrow", measureBlockLoss, uniform(255, 300, 0), -1.0},
-      {"flat", measureBlockLoss, uniform(256, 256, 77), 0.0},
-      {"a lost block", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 16}}), 4.0},
-      {"two multiply", measureBlockLoss,
-       rectangles(256, 256, {{96, 64, 16, 16}, {32, 160, 16, 16}}), 16.0},
-      {"off the grid", measureBlockLoss, rectangles(256, 256, {{104, 72, 16, 16}}), 0.0},
-      {"half a block", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 8}}), 0.0},
-      {"mean of two regions", measureBlockLoss, rectangles(512, 256, {{96, 64, 16, 16}}), 2.0},
-      {"outside the whole region", measureBlockLoss, rectangles(300, 300, {{272, 64, 16, 16}}),
-       0.0},
-      {"row runs across a word of bits", measureBlockLoss, rectangles(256, 256, {{48, 64, 32, 16}}),
-       4.0},
-      {"runs of 12 along rows", measureBlockLoss, rectangles(256, 256, {{96, 64, 11, 16}}), 2.0},
-      {"runs of 11 along rows", measureBlockLoss, rectangles(256, 256, {{96, 64, 10, 16}}), 0.0},
-      {"runs of 12 along columns", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 11}}), 2.0},
-      {"runs of 11 along columns", measureBlockLoss, rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
-      {"row 0 starts no run", measureBlockLoss,
-       rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
-      {"columns' runs end with their region", measureBlockLoss,
-       rectangles(256, 512, {{96, 250, 16, 12}, {96, 320, 16, 8}}), 0.0},
-      {"edges exactly at the threshold", measureBlockLoss, dottedBlock(409), 0.0},
-      {"edges just above it", measureBlockLoss, dottedBlock(408), 4.0},
-      {"16 samples are enough", measureBlockiness,
-       luma(16, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF},
-      {"comb in rows", measureInterlace, luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
-      {"checkerboard", measureInterlace, luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
-      {"rows in pairs", measureInterlace, luma(8, 8, [](int, int y) { return y / 2 % 2; }), 0.0},
-      {"one column of four breaks it", measureInterlace,
-       luma(4, 4, [](int x, int y) { return x == 3 ? y * 10 + 10 : y % 2 * 255; }), 0.0},
-      {"half", measureInterlace, luma(64, 64, [](int x, int y) { return x < 32 ? y % 2 : 5; }),
-       0.5},
-      {"no whole block", measureInterlace, uniform(3, 9, 0), NOT_A_NUMBER},
-  };
+void expectValue(double value, double expected, double tolerance = 0.0) {
+  if (std::isnan(expected))
+    EXPECT_TRUE(std::isnan(value)) << value;
+  else if (tolerance == 0.0)
+    EXPECT_EQ(value, expected);
+  else
+    EXPECT_NEAR(value, expected, tolerance);
 }
 
-std::vector<MeasureCase> levelCases() {
-  return {
-      {"four levels", measureContrast, Luma(2, 2, {0, 0, 255, 255}), 147.22431864335456},
-      {"the reciprocal is rounded first", measureContrast, Luma(2, 2, {50, 3, 3, 50}),
-       27.13546265191241},
-      {"even steps", measureContrast, Luma(2, 2, {0, 10, 20, 30}), 12.909944487358056},
-      {"flat", measureContrast, uniform(720, 576, 3), 0.0},
-      {"flat, where rounding goes below zero", measureContrast, uniform(176, 144, 3), NOT_A_NUMBER},
-      {"one sample", measureContrast, uniform(1, 1, 3), NOT_A_NUMBER},
-      // The sum, 255 * 10,240,000, is beyond 2^31.
-      {"bright 8K", measureContrast, uniform(5120, 2000, 255), 0.0},
-      {"fewer than four blocks", measureExposure, uniform(16, 16, 100),
-       (2 * 6400 + 3 * 16320) / 512.0},
-      {"nine blocks", measureExposure, rectangles(32, 32, {{16, 0, 16, 32}}), 95.625},
-      {"the last block row on the edge is left out", measureExposure,
-       rectangles(48, 48, {{0, 40, 48, 8}, {40, 0, 8, 48}}), 0.0},
-      {"no block", measureExposure, uniform(40, 8, 0), 127.5},
-      {"3x4 step", measureSpatialActivity, luma(4, 3, [](int x, int) { return x < 2 ? 0 : 255; }),
-       std::sqrt(2080800.0) / std::sqrt(12.0)},
-      {"two rows", measureSpatialActivity, noisy(50, 2), 0.0},
-      {"flat", noiseOrZero, uniform(64, 64, 9), 0.0},
-      {"no block", noiseOrZero, noisy(7, 90), 0.0},
-      {"one level", noiseOrZero, checkers(64, 64, [](int) { return 10; }), 5.0411, 1e-4},
-      {"more than 1000 blocks", noiseOrZero,
-       checkers(320, 256, [](int y) { return y < 200 ? 10 : 9; }), 5.0411, 1e-4},
-      {"the first of two modes", noiseOrZero,
-       checkers(64, 64, [](int y) { return y < 32 ? 10 : 16; }), 5.0411, 1e-4},
-      {"turned upside down", noiseOrZero, checkers(64, 64, [](int y) { return y < 32 ? 16 : 10; }),
-       8.0939, 1e-4},
-      {"a level rounded up", noiseOrZero, checkers(64, 64, [](int y) { return y < 32 ? 10 : 12; }),
-       6.0597, 1e-4},
-      // Every deviation is 4.53...: bin 5, but none in [5, 6).
-      {"no block at the level", noiseOrZero, checkers(64, 64, [](int) { return 9; }), NOT_A_NUMBER},
-      // Deviation 128.5 lies in the last bin, 127, and outside [127, 128).
-      {"the last bin", noiseOrZero, luma(64, 64, [](int x, int y) { return (x + y) % 2 * 255; }),
-       NOT_A_NUMBER},
-  };
-}
-
-std::vector<MeasureCase> shapeCases() {
-  const auto ofColumn = [](const std::function<int(int)> &level) {
-    return luma(48, 48, [=](int x, int) { return level(x); });
-  };
-  return {
-      {"flat", measureBlur, uniform(64, 32, 8), 0.0},
-      {"too low", measureBlur, noisy(64, 15), 0.0},
-      {"sharp", measureBlur, luma(64, 32, [](int x, int) { return x < 32 ? 0 : 255; }), 1.0},
-      {"soft", measureBlur, luma(64, 32, ramp), 4.0},
-      {"soft and falling", measureBlur, luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }),
-       4.0},
-      {"a run longer than a word, on the left", measureBlur,
-       luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x > 120 ? 100 : 0); }),
-       101.0},
-      {"and on the right", measureBlur,
-       luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x >= 20 ? 100 : 0); }),
-       101.0},
-      // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
-      {"edges exactly at the threshold", measureBlur,
-       luma(30, 16, [](int x, int) { return x >= 8 && x < 12 ? 50 : 0; }), 0.0},
-      {"only steps of 255 are edges", measureBlur,
-       luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
-      // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is 1
-      // long.
-      {"a rise before a fall", measureBlur,
-       luma(64, 32, [](int x, int) { return x < 32    ? 0
-                                            : x == 32 ? 200
-                                                      : 140; }), 1.0},
-      {"flat", sliceOrMinus, uniform(48, 48, 3), 1.0},
-      {"repeats along rows", sliceOrMinus, ofColumn([](int x) { return x % 16; }), 1.0},
-      {"half a strip repeats nowhere", sliceOrMinus,
-       luma(48, 48, [](int x, int y) { return x % 16 + (y / 16 == 1 && x >= 24 ? 100 : 0); }), 2.0},
-      {"rows differ", sliceOrMinus, luma(48, 48, [](int, int y) { return y; }), INF},
-      {"columns differ", sliceOrMinus, ofColumn([](int x) { return x; }), 0.0},
-      {"one strip without any match", sliceOrMinus,
-       luma(17, 64, [](int x, int y) { return y < 16 ? x * 9 + y : 1; }), 1.0},
-      {"the last strip without any match", sliceOrMinus,
-       luma(17, 64,
-            [](int x, int y) {
-              return y < 32 || (y < 48 && x == 0) ? 1 : y < 48 ? x * 9 + 20 : x * 9 + 100 + y;
-            }),
-       1.0 / (16 / 272.0)},
-      {"no strip with a match", sliceOrMinus, luma(17, 48, [](int x, int y) { return x * 9 + y; }),
-       NOT_A_NUMBER},
-      {"too low", sliceOrMinus, noisy(48, 47), -7.0},
-      {"too narrow", sliceOrMinus, noisy(16, 48), -7.0},
-      {"flat", measureLetterbox, uniform(9, 9, 1), 1.0},
-      {"one pair of bars", measureLetterbox, luma(16, 8, barred), 0.25},
-      {"two pairs of different levels", measureLetterbox,
-       luma(16, 8, [](int x, int y) { return y == 1   ? 200
-                                             : y == 6 ? 50
-                                                      : barred(x, y); }), 0.5},
-      {"top only", measureLetterbox, luma(16, 8, [](int x, int y) { return y == 0 ? 7 : x; }), 0.0},
-      {"the middle row takes no part", measureLetterbox,
-       luma(4, 5, [](int x, int y) { return y == 2 ? x : y; }), 1.0},
-      {"one row", measureLetterbox, noisy(30, 1), NOT_A_NUMBER},
-      {"one column", measureLetterbox, noisy(1, 30), 1.0},
-      {"flat", measurePillarbox, uniform(9, 9, 1), 1.0},
-      {"three equal columns", measurePillarbox,
-       luma(16, 8, [](int x, int y) { return x < 3 ? 0 : barred(x, y + 1); }), 0.25},
-      {"the last row decides", measurePillarbox,
-       luma(16, 8, [](int x, int y) { return y == 7 && x > 5; }), 0.625},
-      {"right only", measurePillarbox, luma(16, 8, [](int x, int) { return std::min(x, 9); }), 0.0},
-      {"the middle row takes no part", measurePillarbox,
-       luma(5, 3, [](int x, int y) { return y == 1 ? x : y; }), 1.0},
-      {"one row", measurePillarbox, noisy(30, 1), 1.0},
-      {"one column", measurePillarbox, noisy(1, 30), NOT_A_NUMBER},
-  };
-}
-
-void check(const std::vector<MeasureCase> &cases) {
+void check(double (*measure)(const Image *), const std::vector<MeasureCase> &cases) {
   for (const MeasureCase &c : cases) {
-    const double value = c.measure(&c.picture);
-    if (std::isnan(c.expected))
-      EXPECT_TRUE(std::isnan(value)) << c.name << ": " << value;
-    else if (c.tolerance == 0.0)
-      EXPECT_EQ(value, c.expected) << c.name << ", " << c.picture.w << "x" << c.picture.h;
-    else
-      EXPECT_NEAR(value, c.expected, c.tolerance) << c.name; // the expectation has four decimals
+    SCOPED_TRACE(testing::Message() << c.name << ", " << c.picture.w << "x" << c.picture.h);
+    expectValue(measure(&c.picture), c.expected, c.tolerance);
   }
 }
 
 TEST(Measures, OfTheBlockGrid) {
-  check(gridCases());
+  check(measureBlockiness,
+        {{"no border line", noisy(15, 15), 1.0},
+         {"flat", uniform(32, 32, 9), 1.0},
+         {"steps between blocks only",
+          luma(32, 32, [](int x, int y) { return x / 8 * 30 + y / 8 * 20; }), 0.0},
+         {"steps inside blocks only", luma(23, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF},
+         // Differences inside 2, 0, 5 and across 1, 3, 0 at lines 8, 16, 24, which weigh 3, 2, 1.
+         {"first lines weigh most",
+          luma(8, 32,
+               [](int, int y) { return 2 * (y >= 7) + (y >= 8) + 3 * (y >= 16) + 5 * (y >= 23); }),
+          (3 * 2 + 1 * 5) / (3 * 1 + 2 * 3.0)},
+         {"16 samples are enough", luma(16, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF}});
+  check(blackoutFlag, {{"no whole block", uniform(7, 64, 1), 0.0},
+                       {"grey is flat too", uniform(8, 15, 128), 1.0},
+                       {"edge samples do not count", rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
+                       {"block sum 255", rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
+                       {"block sum 256",
+                        luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
+  check(measureBlockLoss,
+        {{"too narrow", uniform(255, 300, 0), -1.0},
+         {"flat", uniform(256, 256, 77), 0.0},
+         {"a lost block", rectangles(256, 256, {{96, 64, 16, 16}}), 4.0},
+         {"two multiply", rectangles(256, 256, {{96, 64, 16, 16}, {32, 160, 16, 16}}), 16.0},
+         {"off the grid", rectangles(256, 256, {{104, 72, 16, 16}}), 0.0},
+         {"half a block", rectangles(256, 256, {{96, 64, 16, 8}}), 0.0},
+         {"mean of two regions", rectangles(512, 256, {{96, 64, 16, 16}}), 2.0},
+         {"outside the whole region", rectangles(300, 300, {{272, 64, 16, 16}}), 0.0},
+         {"row runs across a word of bits", rectangles(256, 256, {{48, 64, 32, 16}}), 4.0},
+         {"runs of 12 along rows", rectangles(256, 256, {{96, 64, 11, 16}}), 2.0},
+         {"runs of 11 along rows", rectangles(256, 256, {{96, 64, 10, 16}}), 0.0},
+         {"runs of 12 along columns", rectangles(256, 256, {{96, 64, 16, 11}}), 2.0},
+         {"runs of 11 along columns", rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
+         {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
+         {"columns' runs end with their region",
+          rectangles(256, 512, {{96, 250, 16, 12}, {96, 320, 16, 8}}), 0.0},
+         {"edges exactly at the threshold", dottedBlock(409), 0.0},
+         {"edges just above it", dottedBlock(408), 4.0}});
+  check(measureInterlace,
+        {{"comb in rows", luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
+         {"checkerboard", luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
+         {"rows in pairs", luma(8, 8, [](int, int y) { return y / 2 % 2; }), 0.0},
+         {"one column of four breaks it",
+          luma(4, 4, [](int x, int y) { return x == 3 ? y * 10 + 10 : y % 2 * 255; }), 0.0},
+         {"half", luma(64, 64, [](int x, int y) { return x < 32 ? y % 2 : 5; }), 0.5},
+         {"no whole block", uniform(3, 9, 0), NOT_A_NUMBER}});
 }
+
 TEST(Measures, OfLevels) {
-  check(levelCases());
+  check(measureContrast,
+        {{"four levels", Luma(2, 2, {0, 0, 255, 255}), 147.22431864335456},
+         {"the reciprocal is rounded first", Luma(2, 2, {50, 3, 3, 50}), 27.13546265191241},
+         {"even steps", Luma(2, 2, {0, 10, 20, 30}), 12.909944487358056},
+         {"flat", uniform(720, 576, 3), 0.0},
+         {"flat, where rounding goes below zero", uniform(176, 144, 3), NOT_A_NUMBER},
+         {"one sample", uniform(1, 1, 3), NOT_A_NUMBER},
+         // The sum, 255 * 10,240,000, is beyond 2^31.
+         {"bright 8K", uniform(5120, 2000, 255), 0.0}});
+  check(measureExposure,
+        {{"fewer than four blocks", uniform(16, 16, 100), (2 * 6400 + 3 * 16320) / 512.0},
+         {"nine blocks", rectangles(32, 32, {{16, 0, 16, 32}}), 95.625},
+         {"the last block row on the edge is left out",
+          rectangles(48, 48, {{0, 40, 48, 8}, {40, 0, 8, 48}}), 0.0},
+         {"no block", uniform(40, 8, 0), 127.5}});
+  check(measureSpatialActivity,
+        {{"3x4 step", luma(4, 3, [](int x, int) { return x < 2 ? 0 : 255; }),
+          std::sqrt(2080800.0) / std::sqrt(12.0)},
+         {"two rows", noisy(50, 2), 0.0}});
+  check(noiseOrZero,
+        {{"flat", uniform(64, 64, 9), 0.0},
+         {"no block", noisy(7, 90), 0.0},
+         {"one level", checkers(64, 64, [](int) { return 10; }), 5.0411, 1e-4},
+         {"more than 1000 blocks", checkers(320, 256, [](int y) { return y < 200 ? 10 : 9; }),
+          5.0411, 1e-4},
+         {"the first of two modes", checkers(64, 64, [](int y) { return y < 32 ? 10 : 16; }),
+          5.0411, 1e-4},
+         {"turned upside down", checkers(64, 64, [](int y) { return y < 32 ? 16 : 10; }), 8.0939,
+          1e-4},
+         {"a level rounded up", checkers(64, 64, [](int y) { return y < 32 ? 10 : 12; }), 6.0597,
+          1e-4},
+         // Every deviation is 4.53...: bin 5, but none in [5, 6).
+         {"no block at the level", checkers(64, 64, [](int) { return 9; }), NOT_A_NUMBER},
+         // Deviation 128.5 lies in the last bin, 127, and outside [127, 128).
+         {"the last bin", luma(64, 64, [](int x, int y) { return (x + y) % 2 * 255; }),
+          NOT_A_NUMBER}});
 }
+
 TEST(Measures, OfShapes) {
-  check(shapeCases());
+  check(
+      measureBlur,
+      {{"flat", uniform(64, 32, 8), 0.0},
+       {"too low", noisy(64, 15), 0.0},
+       {"sharp", luma(64, 32, [](int x, int) { return x < 32 ? 0 : 255; }), 1.0},
+       {"soft", luma(64, 32, ramp), 4.0},
+       {"soft and falling", luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }), 4.0},
+       {"a run longer than a word, on the left",
+        luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x > 120 ? 100 : 0); }),
+        101.0},
+       {"and on the right",
+        luma(160, 32, [](int x, int) { return std::clamp(x - 20, 0, 100) + (x >= 20 ? 100 : 0); }),
+        101.0},
+       // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
+       {"edges exactly at the threshold",
+        luma(30, 16, [](int x, int) { return x >= 8 && x < 12 ? 50 : 0; }), 0.0},
+       {"only steps of 255 are edges",
+        luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
+       // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is
+       // 1 long.
+       {"a rise before a fall",
+        luma(64, 32, [](int x, int) { return x < 32    ? 0
+                                             : x == 32 ? 200
+                                                       : 140; }), 1.0}});
+
+  const auto ofColumn = [](const std::function<int(int)> &level) {
+    return luma(48, 48, [=](int x, int) { return level(x); });
+  };
+  check(sliceOrMinus,
+        {{"flat", uniform(48, 48, 3), 1.0},
+         {"repeats along rows", ofColumn([](int x) { return x % 16; }), 1.0},
+         {"half a strip repeats nowhere",
+          luma(48, 48, [](int x, int y) { return x % 16 + (y / 16 == 1 && x >= 24 ? 100 : 0); }),
+          2.0},
+         {"rows differ", luma(48, 48, [](int, int y) { return y; }), INF},
+         {"columns differ", ofColumn([](int x) { return x; }), 0.0},
+         {"one strip without any match",
+          luma(17, 64, [](int x, int y) { return y < 16 ? x * 9 + y : 1; }), 1.0},
+         {"the last strip without any match",
+          luma(17, 64,
+               [](int x, int y) {
+                 return y < 32 || (y < 48 && x == 0) ? 1 : y < 48 ? x * 9 + 20 : x * 9 + 100 + y;
+               }),
+          1.0 / (16 / 272.0)},
+         {"no strip with a match", luma(17, 48, [](int x, int y) { return x * 9 + y; }),
+          NOT_A_NUMBER},
+         {"too low", noisy(48, 47), -7.0},
+         {"too narrow", noisy(16, 48), -7.0}});
+  check(measureLetterbox,
+        {{"flat", uniform(9, 9, 1), 1.0},
+         {"one pair of bars", luma(16, 8, barred), 0.25},
+         {"two pairs of different levels",
+          luma(16, 8, [](int x, int y) { return y == 1   ? 200
+                                                : y == 6 ? 50
+                                                         : barred(x, y); }), 0.5},
+         {"top only", luma(16, 8, [](int x, int y) { return y == 0 ? 7 : x; }), 0.0},
+         {"the middle row takes no part", luma(4, 5, [](int x, int y) { return y == 2 ? x : y; }),
+          1.0},
+         {"one row", noisy(30, 1), NOT_A_NUMBER},
+         {"one column", noisy(1, 30), 1.0}});
+  check(measurePillarbox,
+        {{"flat", uniform(9, 9, 1), 1.0},
+         {"three equal columns",
+          luma(16, 8, [](int x, int y) { return x < 3 ? 0 : barred(x, y + 1); }), 0.25},
+         {"the last row decides", luma(16, 8, [](int x, int y) { return y == 7 && x > 5; }), 0.625},
+         {"right only", luma(16, 8, [](int x, int) { return std::min(x, 9); }), 0.0},
+         {"the middle row takes no part", luma(5, 3, [](int x, int y) { return y == 1 ? x : y; }),
+          1.0},
+         {"one row", noisy(30, 1), 1.0},
+         {"one column", noisy(1, 30), NOT_A_NUMBER}});
 }
 
 TEST(Measures, BarChecksAgreeWithTheMeasures) {
@@ -300,15 +289,13 @@ TEST(Temporal, ActivityIsTheRootMeanSquareOfDifferences) {
   EXPECT_EQ(temporalActivity(&dark, &bright), 255.0);
 }
 
-struct FreezingCase {
-  const char *name;
-  double fps;
-  std::vector<std::pair<double, int>> frames; ///< activity, blackout
-  std::vector<bool> frozen;
-};
-
 TEST(Temporal, FreezingCountsStillFramesThatAreNotBlack) {
-  const std::vector<FreezingCase> cases{
+  const struct {
+    const char *name;
+    double fps;
+    std::vector<std::pair<double, std::uint8_t>> frames; ///< activity, blackout
+    std::vector<bool> frozen;
+  } cases[] = {
       {"25 a second", 25, {{0, 0}, {1.0, 0}, {0, 0}, {1.0000001, 0}, {0, 0}}, {0, 0, 1, 0, 0}},
       {"10 a second", 10, {{0, 0}, {9, 0}}, {1, 0}},
       {"black restarts", 25, {{0, 0}, {0, 0}, {0, 1}, {0, 0}, {0, 0}, {0, 0}}, {0, 0, 0, 0, 0, 1}},
@@ -316,76 +303,56 @@ TEST(Temporal, FreezingCountsStillFramesThatAreNotBlack) {
       {"no rate", 0, {{9, 0}, {0, 1}}, {1, 1}},
       {"no number as rate", NOT_A_NUMBER, {{0, 0}}, {0}},
   };
-  for (const FreezingCase &c : cases) {
+  for (const auto &[name, fps, frames, frozen] : cases) {
     FreezingState state;
-    for (std::size_t i = 0; i < c.frames.size(); ++i)
-      EXPECT_EQ(measureFreezing(state, static_cast<std::uint8_t>(c.frames[i].second),
-                                c.frames[i].first, c.fps),
-                c.frozen[i])
-          << c.name << ", frame " << i;
+    std::vector<bool> measured;
+    for (const auto &[activity, blackout] : frames)
+      measured.push_back(measureFreezing(state, blackout, activity, fps));
+    EXPECT_EQ(measured, frozen) << name;
   }
 }
 
-struct FlickeringCase {
-  const char *name;
-  std::uint64_t w, h;
-  std::function<int(int frame, int x, int y)> sample;
-  std::vector<double> periods;
-};
+/// Feeds as many periods of 8 calls as there are expected values.
+void checkFlickering(const char *name, std::uint64_t w, std::uint64_t h,
+                     const std::vector<double> &expected,
+                     const std::function<int(int frame, int x, int y)> &sample) {
+  FlickeringState state;
+  Luma counts(w / 8, h / 8), states(w / 8, h / 8), changed(w / 8, h / 8);
+  Luma slowCounts(w / 8, h / 8), slowStates(w / 8, h / 8);
+  const auto frame = [&](int f) {
+    return luma(w, h, [&](int x, int y) { return sample(f, x, y); });
+  };
+  for (int f = 1; f <= 8 * static_cast<int>(expected.size()); ++f) {
+    SCOPED_TRACE(testing::Message() << name << ", call " << f);
+    const Luma current = frame(f), previous = frame(f - 1);
+    findChangedBlocks(&current, &previous, &changed);
+    if (f < 8) { // the general form keeps the same books
+      Doubles differences(w / 8, h / 8);
+      calculateFlickering(&current, &previous, &slowCounts, &slowStates, &differences, 8, 0.0111);
+    }
+    const double value = measureFlickering(state, &changed, &counts, &states);
+    if (f < 8) {
+      EXPECT_EQ(counts.samples, slowCounts.samples);
+      EXPECT_EQ(states.samples, slowStates.samples);
+    }
+    expectValue(value, f % 8 == 0 ? expected[static_cast<std::size_t>(f / 8 - 1)] : -1.0);
+  }
+}
 
 TEST(Temporal, FlickeringCountsSwitchesOfTheBusiestBlocks) {
-  const std::vector<FlickeringCase> cases{
-      {"still", 48, 48, [](int, int x, int) { return x; }, {0.0, 0.0}},
-      {"always moving", 48, 48, [](int f, int, int) { return f; }, {0.125, 0.125}},
-      {"every second frame",
-       48,
-       48,
-       [](int f, int x, int y) { return x + y == 0 ? (f + 1) / 2 : 0; },
-       {1.0, 1.0}},
-      // Of 396 blocks 11 count; 5 of them switch on their one change and again after it.
-      {"mean of the top 3 %",
-       180,
-       144,
-       [](int f, int x, int y) { return f == 1 && y == 0 && x < 40 ? 1 : 0; },
-       {5 * 2 / 88.0}},
-      {"one sample moves all the time",
-       48,
-       48,
-       [](int f, int x, int y) { return x + y == 0 ? f : 0; },
-       {0.125}},
-      {"outside the whole blocks",
-       180,
-       144,
-       [](int f, int x, int) { return x > 175 ? f : 0; },
-       {0.0}},
-      {"fewer than 34 blocks", 40, 48, [](int f, int, int) { return f; }, {NOT_A_NUMBER}},
-  };
-  for (const FlickeringCase &c : cases) {
-    FlickeringState state;
-    Luma counts(c.w / 8, c.h / 8), states(c.w / 8, c.h / 8), changed(c.w / 8, c.h / 8);
-    Luma slowCounts(c.w / 8, c.h / 8), slowStates(c.w / 8, c.h / 8);
-    const auto frame = [&](int f) {
-      return luma(c.w, c.h, [&](int x, int y) { return c.sample(f, x, y); });
-    };
-    for (int f = 1; f <= 8 * static_cast<int>(c.periods.size()); ++f) {
-      const Luma current = frame(f), previous = frame(f - 1);
-      findChangedBlocks(&current, &previous, &changed);
-      if (f < 8) { // the general form keeps the same books
-        Doubles differences(c.w / 8, c.h / 8);
-        calculateFlickering(&current, &previous, &slowCounts, &slowStates, &differences, 8, 0.0111);
-      }
-      const double value = measureFlickering(state, &changed, &counts, &states);
-      EXPECT_TRUE(f >= 8 ||
-                  (counts.samples == slowCounts.samples && states.samples == slowStates.samples));
-      if (f % 8 != 0)
-        EXPECT_EQ(value, -1.0) << c.name << ", call " << f;
-      else if (std::isnan(c.periods[static_cast<std::size_t>(f / 8 - 1)]))
-        EXPECT_TRUE(std::isnan(value)) << c.name;
-      else
-        EXPECT_EQ(value, c.periods[static_cast<std::size_t>(f / 8 - 1)])
-            << c.name << ", call " << f;
-    }
-  }
+  checkFlickering("still", 48, 48, {0.0, 0.0}, [](int, int x, int) { return x; });
+  checkFlickering("always moving", 48, 48, {0.125, 0.125}, [](int f, int, int) { return f; });
+  checkFlickering("every second frame", 48, 48, {1.0, 1.0},
+                  [](int f, int x, int y) { return x + y == 0 ? (f + 1) / 2 : 0; });
+  // Of 396 blocks 11 count; 5 of them switch on their one change and again after it.
+  checkFlickering("mean of the top 3 %", 180, 144, {5 * 2 / 88.0},
+                  [](int f, int x, int y) { return f == 1 && y == 0 && x < 40 ? 1 : 0; });
+  checkFlickering("one sample moves all the time", 48, 48, {0.125},
+                  [](int f, int x, int y) { return x + y == 0 ? f : 0; });
+  checkFlickering("outside the whole blocks", 180, 144, {0.0},
+                  [](int f, int x, int) { return x > 175 ? f : 0; });
+  checkFlickering("fewer than 34 blocks", 40, 48, {NOT_A_NUMBER},
+                  [](int f, int, int) { return f; });
 }
 
 } // namespace

@@ -12,10 +12,7 @@
 namespace lumagauge::test {
 namespace {
 
-struct Subject {
-  const char *name;
-  std::function<int(int x, int y)> sample;
-};
+using Subject = std::pair<const char *, std::function<int(int x, int y)>>;
 
 std::vector<Subject> subjects() {
   static const Luma noise = noisy(64, 64, 7);
@@ -55,10 +52,10 @@ TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
   constexpr std::pair<std::uint64_t, std::uint64_t> SIZES[] = {
       {1, 1},   {9, 5},   {16, 16},   {17, 48},   {23, 50},  {48, 47},
       {64, 64}, {79, 66}, {161, 121}, {300, 257}, {513, 530}};
-  for (const Subject &subject : subjects())
+  for (const auto &[name, sample] : subjects())
     for (const auto &[w, h] : SIZES) {
-      SCOPED_TRACE(std::string(subject.name) + ", " + std::to_string(w) + "x" + std::to_string(h));
-      const Luma picture = luma(w, h, subject.sample);
+      SCOPED_TRACE(std::string(name) + ", " + std::to_string(w) + "x" + std::to_string(h));
+      const Luma picture = luma(w, h, sample);
       expectSame(measureBlockLoss(&picture), composedBlockLoss(&picture), "block loss");
       expectSame(measureBlur(&picture), composedBlur(&picture), "blur");
       expectSame(measureNoise(&picture).value_or(-7), composedNoise(&picture).value_or(-7),

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The values of lumagauge-qc are those of the library and of lumagauge, for any number of threads.
-#include "command.h"
 #include "indicators/indicators.h"
 #include "qc/record.h"
+#include "tests/support/command.h"
+#include "tests/support/pictures.h"
 
 #include <cmath>
 #include <cstdint>
@@ -11,52 +12,43 @@
 namespace lumagauge::qc {
 namespace {
 
+using namespace test;
+
 using Values = std::array<std::optional<double>, INDICATORS>;
 
+constexpr std::pair<std::size_t, double (*)(const Image *)> SPATIAL[] = {
+    {0, measureBlockiness}, {1, measureSpatialActivity},
+    {2, measureLetterbox},  {3, measurePillarbox},
+    {5, measureBlur},       {9, measureExposure},
+    {10, measureContrast},  {11, measureInterlace}};
+
 /// The library's values of all pictures, called one after another as its header says.
-std::vector<Values> libraryValues(std::vector<std::string> &pictures, std::uint64_t w,
-                                  std::uint64_t h, double rate) {
-  const auto image = [&](std::string &bytes) {
-    return makeImage(w, h, reinterpret_cast<std::uint8_t *>(bytes.data()));
-  };
-  std::string counts(w / 8 * (h / 8), '\0'), states = counts, changes = counts;
-  const auto blocks = [&](std::string &bytes) {
-    return makeImage(w / 8, h / 8, reinterpret_cast<std::uint8_t *>(bytes.data()));
-  };
+std::vector<Values> libraryValues(const std::vector<Luma> &pictures, double rate) {
+  const std::uint64_t w = pictures[0].w, h = pictures[0].h;
+  Luma counts(w / 8, h / 8), states(counts), changed(counts);
   FreezingState freezingState;
   FlickeringState flickeringState;
   std::vector<Values> all;
   for (std::size_t i = 0; i < pictures.size(); ++i) {
-    const Image luma = image(pictures[i]);
+    const Luma &luma = pictures[i];
+    Values v; // in the order of the report's columns
     const bool black = measureBlackout(&luma);
-    Values values{measureBlockiness(&luma),
-                  measureSpatialActivity(&luma),
-                  measureLetterbox(&luma),
-                  measurePillarbox(&luma),
-                  std::nullopt,
-                  measureBlur(&luma),
-                  std::nullopt,
-                  black,
-                  std::nullopt,
-                  measureExposure(&luma),
-                  measureContrast(&luma),
-                  measureInterlace(&luma),
-                  measureNoise(&luma),
-                  measureSlice(&luma),
-                  std::nullopt};
+    for (const auto &[column, measure] : SPATIAL)
+      v[column] = measure(&luma);
     if (w >= 256 && h >= 256)
-      values[4] = measureBlockLoss(&luma);
+      v[4] = measureBlockLoss(&luma);
+    v[7] = black;
+    v[12] = measureNoise(&luma);
+    v[13] = measureSlice(&luma);
     if (i > 0) {
-      const Image before = image(pictures[i - 1]);
-      Image changed = blocks(changes), count = blocks(counts), state = blocks(states);
-      findChangedBlocks(&luma, &before, &changed);
-      const double flicker = measureFlickering(flickeringState, &changed, &count, &state);
-      values[6] = temporalActivity(&luma, &before);
-      values[8] = measureFreezing(freezingState, black, *values[6], rate);
+      v[6] = temporalActivity(&luma, &pictures[i - 1]);
+      v[8] = measureFreezing(freezingState, black, *v[6], rate);
+      findChangedBlocks(&luma, &pictures[i - 1], &changed);
+      const double flicker = measureFlickering(flickeringState, &changed, &counts, &states);
       if (i % 8 == 0)
-        values[14] = flicker;
+        v[14] = flicker;
     }
-    all.push_back(values);
+    all.push_back(v);
   }
   return all;
 }
@@ -91,13 +83,14 @@ TEST_P(Values15, AreThoseOfLibraryAndMeter) {
          clip.encoder + " clip.mkv");
   ffmpeg("-i clip.mkv -vf extractplanes=y -f rawvideo luma");
 
-  std::vector<std::string> pictures;
+  std::vector<Luma> pictures;
   std::string meterInput;
   const std::string luma = readFile(folder / "luma");
   const std::size_t samples = clip.width * clip.height;
   for (std::size_t at = 0; at + samples <= luma.size(); at += samples) {
-    pictures.push_back(luma.substr(at, samples));
-    meterInput += pictures.back() + std::string(3 * samples / 2 - samples, '\x80');
+    const std::string bytes = luma.substr(at, samples);
+    pictures.push_back({clip.width, clip.height, {bytes.begin(), bytes.end()}});
+    meterInput += bytes + std::string(3 * samples / 2 - samples, '\x80');
   }
   ASSERT_EQ(pictures.size(), 19U);
   writeFile(folder / "clip.yuv", meterInput);
@@ -109,11 +102,12 @@ TEST_P(Values15, AreThoseOfLibraryAndMeter) {
   std::istringstream meter(meterRows.substr(meterRows.find('\n')));
 
   for (const char *threads : {"1", "2", "7"})
-    ASSERT_LT(qc(std::string("--threads ") + threads + " -o t" + threads + " clip.mkv").status, 2);
+    ASSERT_LT(call(std::string("--threads ") + threads + " -o t" + threads + " clip.mkv").status,
+              2);
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t2/clip.mkv.csv"));
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t7/clip.mkv.csv"));
 
-  const std::vector<Values> expected = libraryValues(pictures, clip.width, clip.height, 30);
+  const std::vector<Values> expected = libraryValues(pictures, 30);
   const auto rows = csv("t1/clip.mkv.csv");
   ASSERT_EQ(rows.size(), 20U);
   for (std::size_t frame = 0; frame < 19; ++frame) {
@@ -148,60 +142,39 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto &clip) { return clip.param.name; });
 
 /// Raw frames of one value each: exposure shows the luma that it became.
-struct Depth {
-  const char *name, *format;
-  std::size_t bytes, samples; ///< of a sample, and of a frame
-  std::vector<std::pair<std::uint64_t, int>> values;
-};
-void PrintTo(const Depth &depth, std::ostream *stream) {
-  *stream << depth.name;
+TEST_F(CommandTest, LumaIsRoundedToEightBits) {
+  const struct {
+    const char *format;
+    std::size_t bytes, samples; ///< of a sample, and of a frame
+    std::vector<unsigned> values;
+    std::vector<std::string> lumas;
+  } cases[] = {
+      {"gray", 1, 1600, {0, 7, 255}, {"0", "7", "255"}},
+      {"yuv420p10le", 2, 2400, {0, 1, 2, 5, 6, 512}, {"0", "0", "1", "1", "2", "128"}},
+      {"yuv420p10le", 2, 2400, {1021, 1022, 1023}, {"255", "255", "255"}},
+      {"p010le", 2, 2400, {1 << 6, 2 << 6, 1022 << 6}, {"0", "1", "255"}},
+      {"gray12le", 2, 1600, {7, 8, 23, 24, 4095}, {"0", "1", "1", "2", "255"}},
+      {"gray16be", 2, 1600, {0x7F00, 0x8000, 0xFFFF}, {"0", "1", "255"}},
+      {"nv12", 1, 2400, {16, 235}, {"16", "235"}},
+      {"yuyv422", 2, 1600, {0x8010, 0x80EB}, {"16", "235"}},
+      {"rgb24", 3, 1600, {0, 0xFFFFFF, 0xFF00}, {"0", "255", "182"}},
+      {"rgb24", 3, 1600, {0xFF, 0xFF0000}, {"54", "18"}},
+  };
+  for (const auto &[format, bytes, samples, values, lumas] : cases) {
+    std::string raw;
+    for (const unsigned value : values)
+      for (std::size_t i = 0; i < samples * bytes; ++i)
+        raw += static_cast<char>(value >> (8 * (i % bytes)) & 0xFF);
+    writeFile(folder / "raw", raw);
+    const Outcome run = call(std::string("--raw --size 40x40 -o out raw --pix-fmt ") + format);
+    ASSERT_LT(run.status, 2) << run.errors << run.output;
+    std::vector<std::string> exposures;
+    for (const auto &row : csv("out/raw.csv"))
+      exposures.push_back(row.at(12));
+    exposures.erase(exposures.begin()); // the header
+    EXPECT_EQ(exposures, lumas) << format;
+  }
 }
-
-class Luma : public CommandTest, public testing::WithParamInterface<Depth> {};
-
-TEST_P(Luma, IsRoundedToEightBits) {
-  const Depth &depth = GetParam();
-  std::string bytes;
-  for (const auto &[value, luma] : depth.values)
-    for (std::size_t i = 0; i < depth.samples * depth.bytes; ++i)
-      bytes += static_cast<char>(value >> (8 * (i % depth.bytes)) & 0xFF);
-  writeFile(folder / "raw", bytes);
-  const Outcome run = qc(std::string("--raw --size 40x40 -o out raw --pix-fmt ") + depth.format);
-  ASSERT_LT(run.status, 2) << run.errors << run.output;
-  const auto rows = csv("out/raw.csv");
-  ASSERT_EQ(rows.size(), depth.values.size() + 1);
-  for (std::size_t i = 0; i < depth.values.size(); ++i)
-    EXPECT_EQ(rows[i + 1][12], std::to_string(depth.values[i].second)) << depth.values[i].first;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Formats, Luma,
-    testing::Values(
-        Depth{"gray8", "gray", 1, 1600, {{0, 0}, {7, 7}, {255, 255}}},
-        Depth{"planar10",
-              "yuv420p10le",
-              2,
-              2400,
-              {{0, 0},
-               {1, 0},
-               {2, 1},
-               {5, 1},
-               {6, 2},
-               {512, 128},
-               {1021, 255},
-               {1022, 255},
-               {1023, 255}}},
-        Depth{"highBits10", "p010le", 2, 2400, {{1 << 6, 0}, {2 << 6, 1}, {1022 << 6, 255}}},
-        Depth{"gray12", "gray12le", 2, 1600, {{7, 0}, {8, 1}, {23, 1}, {24, 2}, {4095, 255}}},
-        Depth{"gray16BigEndian", "gray16be", 2, 1600, {{0x7F00, 0}, {0x8000, 1}, {0xFFFF, 255}}},
-        Depth{"semiPlanar", "nv12", 1, 2400, {{16, 16}, {235, 235}}},
-        Depth{"packed", "yuyv422", 2, 1600, {{0x8010, 16}, {0x80EB, 235}}},
-        Depth{"rgb",
-              "rgb24",
-              3,
-              1600,
-              {{0, 0}, {0xFFFFFF, 255}, {0x00FF00, 182}, {0x0000FF, 54}, {0xFF0000, 18}}}),
-    [](const auto &depth) { return depth.param.name; });
 
 } // namespace
 } // namespace lumagauge::qc

@@ -1,55 +1,76 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Runs a command as a user would, in an empty folder of its own.
+// Runs the program under test, PROGRAM, as a user would, in a folder of the test's own.
 #ifndef LUMAGAUGE_TESTS_SUPPORT_COMMAND_H
 #define LUMAGAUGE_TESTS_SUPPORT_COMMAND_H
+
+#include <gtest/gtest.h>
 
 #include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace lumagauge::test {
 
-inline std::string contents(const std::filesystem::path &path) {
+inline std::string readFile(const std::filesystem::path &path) {
   std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void writeFile(const std::filesystem::path &path, const std::string &bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
 }
 
 struct Outcome {
-  int status; ///< exit status; 128 + signal when killed by one
-  std::string out;
-  std::string err;
+  int status; ///< 128 + the signal where one ended it
+  std::string output, errors;
 };
 
-/// A folder that is removed with everything in it.
-class Folder {
-public:
-  Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "lumagauge-test-XXXXXX").string();
+/// A test in an empty folder, in which its commands run and which goes with it.
+class CommandTest : public testing::Test {
+protected:
+  CommandTest() {
+    std::string name = std::filesystem::temp_directory_path() / "lumagauge-XXXXXX";
     if (mkdtemp(name.data()) == nullptr)
       throw std::runtime_error("cannot make a folder like " + name);
-    path = name;
+    folder = name;
   }
-  ~Folder() { std::filesystem::remove_all(path); }
-  Folder(const Folder &) = delete;
-  Folder &operator=(const Folder &) = delete;
+  ~CommandTest() override { std::filesystem::remove_all(folder); }
 
-  /// Runs a line of shell in the folder.
-  Outcome run(const std::string &line) const {
-    const int raw =
-        std::system(("cd '" + path.string() + "' && { " + line + "; } >.stdout 2>.stderr").c_str());
-    const int status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    return {status, contents(path / ".stdout"), contents(path / ".stderr")};
+  Outcome shell(const std::string &line) const {
+    const std::string text = "cd '" + folder.string() + "' && { " + line + "\n} >.out 2>.err";
+    const int status = std::system(text.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+            readFile(folder / ".out"), readFile(folder / ".err")};
+  }
+  Outcome call(const std::string &arguments) const { return shell(PROGRAM " " + arguments); }
+
+  void ffmpeg(const std::string &arguments) const {
+    const Outcome made = shell("ffmpeg -v error -nostdin -y " + arguments);
+    ASSERT_EQ(made.status, 0) << arguments << '\n' << made.errors;
   }
 
-  std::filesystem::path path;
+  /// The fields of a file without quoted ones, the header's line included.
+  std::vector<std::vector<std::string>> csv(const std::string &name) const {
+    std::vector<std::vector<std::string>> rows;
+    std::istringstream text(readFile(folder / name));
+    for (std::string line; std::getline(text, line);) {
+      std::istringstream fields(line.substr(0, line.find('\r')) + ',');
+      rows.emplace_back();
+      for (std::string field; std::getline(fields, field, ',');)
+        rows.back().push_back(field);
+    }
+    return rows;
+  }
+
+  std::filesystem::path folder;
 };
 
 } // namespace lumagauge::test

@@ -18,6 +18,7 @@ template <class Record, class Sample> struct Picture : Record {
 
   Picture(std::uint64_t width, std::uint64_t height, std::vector<Sample> values = {})
       : samples(std::move(values)) {
+    samples.reserve(width * height + 1); // operations take no null, not even for an empty picture
     samples.resize(width * height);
     this->w = width;
     this->h = height;

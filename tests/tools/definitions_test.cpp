@@ -59,27 +59,28 @@ TEST(Sums, BlockSumsAccumulateAndLeaveEdgesOut) {
   EXPECT_EQ(sums.samples, Samples(4, 32640));
 }
 
+using TwoMaps = std::pair<Samples, Samples>;
+
+/// Both outputs of an operation, which are poisoned before.
+TwoMaps outputs(void (*operation)(const Image *, Image32 *, Image32 *), const Luma &src) {
+  Map x(src.w, src.h, Samples(src.samples.size(), 5)), y(x);
+  operation(&src, &x, &y);
+  return {x.samples, y.samples};
+}
+
 TEST(Edges, RobertsOnSkippedGridIsThatOfTheWholePicture) {
+  EXPECT_EQ(outputs(roberts, Luma(2, 2, {9, 7, 2, 30})), TwoMaps({0, 0, 0, -21}, {0, 0, 0, 5}));
   const Luma picture = noisy(40, 35);
-  Map fullX(40, 35), fullY(40, 35);
-  roberts(&picture, &fullX, &fullY);
-  for (const auto &[stepX, stepY] : {std::pair{1, 1}, {1, 16}, {16, 1}, {3, 7}}) {
-    Map x(static_cast<std::uint64_t>(40 / stepX), static_cast<std::uint64_t>(35 / stepY));
-    Map y(x.w, x.h);
-    robertsSkip(&picture, &x, &y, stepX, stepY);
+  const auto [fullX, fullY] = outputs(roberts, picture);
+  for (const auto &[stepX, stepY] : {std::pair{1U, 1U}, {1U, 16U}, {16U, 1U}, {3U, 7U}}) {
+    Map x(40 / stepX, 35 / stepY), y(x);
+    robertsSkip(&picture, &x, &y, static_cast<int>(stepX), static_cast<int>(stepY));
     for (std::size_t i = 0; i < x.samples.size(); ++i) {
-      const std::size_t column = i % x.w, row = i / x.w;
-      const std::size_t at =
-          row * static_cast<std::size_t>(stepY) * 40 + column * static_cast<std::size_t>(stepX);
-      EXPECT_EQ(x.samples[i], row * column == 0 ? 0 : fullX.samples[at]);
-      EXPECT_EQ(y.samples[i], row * column == 0 ? 0 : fullY.samples[at]);
+      const std::size_t column = i % x.w, row = i / x.w, at = row * stepY * 40 + column * stepX;
+      EXPECT_EQ(x.samples[i], row * column == 0 ? 0 : fullX[at]);
+      EXPECT_EQ(y.samples[i], row * column == 0 ? 0 : fullY[at]);
     }
   }
-  const Luma small(2, 2, {9, 7, 2, 30});
-  Map x(2, 2, {5, 5, 5, 5}), y(2, 2, {5, 5, 5, 5});
-  roberts(&small, &x, &y);
-  EXPECT_EQ(x.samples, (Samples{0, 0, 0, 9 - 30}));
-  EXPECT_EQ(y.samples, (Samples{0, 0, 0, 7 - 2}));
 }
 
 TEST(Edges, ProductsWrapAndEmptyPicturesWriteNothing) {
@@ -96,70 +97,56 @@ TEST(Edges, ProductsWrapAndEmptyPicturesWriteNothing) {
   EXPECT_EQ(dest.samples, (Samples{130050, 18}));
 }
 
-/// A row of `length` zeros with `level` in the given [start, end) stretches.
-Map rowOfRuns(std::size_t length, const std::vector<std::pair<int, int>> &runs, int level = 8) {
-  Map row(length, 1);
+/// A row of 100 samples: 8 in the given [start, end) stretches, else 0.
+Map rowOfRuns(const std::vector<std::pair<int, int>> &runs) {
+  Map row(100, 1);
   for (const auto &[start, end] : runs)
-    std::fill(row.samples.begin() + start, row.samples.begin() + end, level);
+    std::fill(row.samples.begin() + start, row.samples.begin() + end, 8);
   return row;
 }
 
-struct RunCase {
-  const char *name;
-  std::vector<std::pair<int, int>> runs;
-  Samples counts; ///< in blocks of 40 samples
-};
-
 TEST(Edges, RunsAreCountedWithinBlocksAlongRowsAndColumns) {
-  const std::vector<RunCase> cases{
-      {"one short of the minimum", {{3, 14}}, {0, 0}},
-      {"the minimum", {{3, 15}}, {1, 0}},
-      {"a long one counts once", {{0, 30}}, {1, 0}},
-      {"two", {{0, 12}, {13, 25}}, {2, 0}},
-      {"parted by the block's edge", {{30, 50}}, {0, 0}},
-      {"long enough on one side", {{35, 52}}, {0, 1}},
-      {"right of the last whole block", {{80, 99}}, {0, 0}},
-  };
-  for (const RunCase &c : cases) {
-    SCOPED_TRACE(c.name);
-    Map row = rowOfRuns(100, c.runs);
-    Map across(2, 1), down(1, 2), runs(1, 1);
-    EXPECT_EQ(countSeqsH(&row, &across, 40, 1, 12, 7.5), 0);
+  const struct {
+    const char *name;
+    std::vector<std::pair<int, int>> runs;
+    Samples counts; ///< in blocks of 40 samples
+  } cases[] = {{"one short of the minimum", {{3, 14}}, {0, 0}},
+               {"the minimum", {{3, 15}}, {1, 0}},
+               {"a long one counts once", {{0, 30}}, {1, 0}},
+               {"two", {{0, 12}, {13, 25}}, {2, 0}},
+               {"parted by the block's edge", {{30, 50}}, {0, 0}},
+               {"long enough on one side", {{35, 52}}, {0, 1}},
+               {"right of the last whole block", {{80, 99}}, {0, 0}}};
+  for (const auto &[name, stretches, expected] : cases) {
+    SCOPED_TRACE(name);
+    const Map row = rowOfRuns(stretches);
     const Image32 column = makeImage32(1, 100, row.data);
+    Map across(2, 1), down(1, 2), runs(1, 1), atThreshold(2, 1);
+    EXPECT_EQ(countSeqsH(&row, &across, 40, 1, 12, 7.5), 0);
     EXPECT_EQ(countSeqsV(&column, &down, &runs, 1, 40, 12, 7.5), 0);
-    EXPECT_EQ(across.samples, c.counts);
-    EXPECT_EQ(down.samples, c.counts);
+    EXPECT_EQ(across.samples, expected);
+    EXPECT_EQ(down.samples, expected);
     EXPECT_EQ(runs.samples, Samples{0});
-    Map atThreshold(2, 1);
     countSeqsH(&row, &atThreshold, 40, 1, 12, 8.0);
     EXPECT_EQ(atThreshold.samples, (Samples{0, 0}));
   }
-  const Map row = rowOfRuns(100, {{30, 50}, {60, 71}, {88, 100}});
+  const Map row = rowOfRuns({{30, 50}, {60, 71}, {88, 100}});
   EXPECT_EQ(tempCountSeqsH(&row, 12, 7.5), 2U);
   EXPECT_EQ(tempCountSeqsH2(&row, 12, 7.5), 32U);
 }
 
 TEST(Gradients, FirstRowAndColumnAreZeroAndStepsAreSigned) {
-  const Luma step = luma(4, 3, [](int x, int) { return x < 2 ? 255 : 0; });
-  Map x(4, 3), y(4, 3);
-  gradient(&step, &x, &y);
-  EXPECT_EQ(x.samples, (Samples{0, 0, 0, 0, 0, 0, -255, 0, 0, 0, -255, 0}));
-  EXPECT_EQ(y.samples, Samples(12, 0));
-  const Luma any = noisy(9, 7);
-  Map gx(9, 7), gy(9, 7), ax(9, 7), ay(9, 7), sx(9, 7), sy(9, 7), sx2(9, 7), sy2(9, 7);
-  gradient(&any, &gx, &gy);
-  absGradient(&any, &ax, &ay);
-  sobel(&any, &sx, &sy);
-  sobel2(&any, &sx2, &sy2);
-  std::int64_t energy = 0;
-  for (std::size_t i = 0; i < 63; ++i) {
-    EXPECT_EQ(ax.samples[i], std::abs(gx.samples[i]));
-    EXPECT_EQ(ay.samples[i], std::abs(gy.samples[i]));
-    energy +=
-        std::int64_t{sx.samples[i]} * sx.samples[i] + std::int64_t{sy.samples[i]} * sy.samples[i];
-  }
-  EXPECT_EQ(sx.samples, sx2.samples);
-  EXPECT_EQ(sy.samples, sy2.samples);
+  const Luma step = luma(4, 3, [](int x, int) { return x < 2 ? 255 : 0; }), any = noisy(9, 7);
+  EXPECT_EQ(outputs(gradient, step),
+            TwoMaps({0, 0, 0, 0, 0, 0, -255, 0, 0, 0, -255, 0}, Samples(12, 0)));
+  TwoMaps absolute = outputs(gradient, any);
+  for (Samples *map : {&absolute.first, &absolute.second})
+    std::transform(map->begin(), map->end(), map->begin(), [](int g) { return std::abs(g); });
+  EXPECT_EQ(outputs(absGradient, any), absolute);
+  const auto [x, y] = outputs(sobel, any);
+  EXPECT_EQ(outputs(sobel2, any), TwoMaps(x, y));
+  const int energy = std::inner_product(x.begin(), x.end(), x.begin(), 0) +
+                     std::inner_product(y.begin(), y.end(), y.begin(), 0);
   EXPECT_EQ(spatialAct(&any), std::sqrt(static_cast<double>(energy)));
 }
 
@@ -175,36 +162,30 @@ TEST(ToolkitDeathTest, SizesAreAssertedInOrderWithTheFileNamed) {
   EXPECT_DEATH(convU8toI32(&src, &wide), "src->w \\* src->h == dest->w \\*dest->h");
 }
 
-struct DeviationCase {
-  const char *name;
-  Luma block;
-  std::int32_t sum, squares;
-  double deviation;
-};
-
 TEST(Statistics, BlockDeviations) {
   const auto checker = [](int a, int b) {
-    return [=](int x, int y) { return (x + y) % 2 ? b : a; };
+    return luma(8, 8, [=](int x, int y) { return (x + y) % 2 ? b : a; });
   };
-  const std::vector<DeviationCase> cases{
-      {"0 and 255", luma(8, 8, checker(0, 255)), 8160, 2080800,
-       std::sqrt((2080800 - 1040400.) / 63)},
-      {"100 and 110", luma(8, 8, checker(100, 110)), 6720, 707200, std::sqrt(1600. / 63)},
-      {"uniform 16x16", uniform(16, 16, 200), 51200, 10240000, 0.0},
-      {"edges left out", luma(9, 9, [](int x, int y) { return x == 8 || y == 8 ? 9 : 0; }), 0, 0,
-       0.0},
+  const struct {
+    const char *name;
+    Luma block;
+    std::int32_t sum, squares;
+    double deviation;
+  } cases[] = {
+      {"0 and 255", checker(0, 255), 8160, 2080800, std::sqrt((2080800 - 1040400.) / 63)},
+      {"100 and 110", checker(100, 110), 6720, 707200, std::sqrt(1600. / 63)},
+      {"uniform 16x16", uniform(16, 16, 200), 51200, 10240000, 0},
+      {"edges left out", luma(9, 9, [](int x, int y) { return x == 8 || y == 8; }), 0, 0, 0},
   };
-  for (const DeviationCase &c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::uint64_t side = c.block.w / 8 * 8;
-    Map sums(1, 1), squares(1, 1);
-    Doubles deviations(1, 1);
-    for (const int pass : {1, 2}) {
-      calculateStdDevs(&c.block, &sums, &squares, &deviations, side, side);
-      EXPECT_EQ(sums.samples[0], pass * c.sum);
-      EXPECT_EQ(squares.samples[0], pass * c.squares);
-      EXPECT_TRUE(pass == 2 || deviations.samples[0] == c.deviation);
-    }
+  for (const auto &[name, block, sum, squares, deviation] : cases) {
+    const std::uint64_t side = block.w / 8 * 8;
+    Map sums(1, 1), squareSums(1, 1);
+    Doubles deviations(1, 1), ofTotals(1, 1);
+    for (Doubles *dest : {&deviations, &ofTotals})
+      calculateStdDevs(&block, &sums, &squareSums, dest, side, side);
+    EXPECT_EQ(deviations.samples[0], deviation) << name;
+    EXPECT_EQ(sums.samples[0], 2 * sum) << name;
+    EXPECT_EQ(squareSums.samples[0], 2 * squares) << name;
   }
 }
 

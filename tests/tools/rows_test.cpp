@@ -105,12 +105,12 @@ std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
     around[i] = gradients.data() + i * (in.w + 1) + 1;
     plainRows().absGradient(in.row(1 + i), in.w, around[i]);
   }
-  for (const int least : {1, 3, 200, 255}) {
+  for (const std::uint8_t least : std::initializer_list<std::uint8_t>{1, 3, 200, 255}) {
     Guarded<std::uint64_t> edges(words);
-    const std::size_t found = form.edgeColumns(around, in.row(1), in.row(2), in.w,
-                                               static_cast<std::uint8_t>(least), edges.data());
+    outputs.push_back(
+        {"edgeColumns' count",
+         {form.edgeColumns(around, in.row(1), in.row(2), in.w, least, edges.data())}});
     outputs.push_back({"edgeColumns", edges.values()});
-    outputs.push_back({"edgeColumns' count", {found}});
   }
   Guarded<std::uint64_t> rising(words), falling(words);
   form.steps(in.row(1), in.w, rising.data(), falling.data());
@@ -120,11 +120,12 @@ std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
     Guarded<std::uint64_t> strong(words);
     form.strongCrosses(in.row(1), in.row(2), in.w, least, strong.data());
     outputs.push_back({"strongCrosses", strong.values()});
-    const auto *above = reinterpret_cast<const BoundaryPair *>(in.row(3));
-    const auto *here = reinterpret_cast<const BoundaryPair *>(in.row(4));
+    const auto pairs = [&](std::size_t y) {
+      return reinterpret_cast<const BoundaryPair *>(in.row(y));
+    };
     Guarded<std::int32_t> runs(in.w / 2), counts(in.w / 2);
     std::fill_n(runs.data(), in.w / 2, 11);
-    form.boundaryRuns(above, here, in.w / 2, least, 12, runs.data(), counts.data());
+    form.boundaryRuns(pairs(3), pairs(4), in.w / 2, least, 12, runs.data(), counts.data());
     outputs.push_back({"boundaryRuns", runs.values()});
     outputs.push_back({"boundaryRuns' counts", counts.values()});
   }
@@ -142,43 +143,33 @@ void expectSame(const std::vector<Output> &expected, const std::vector<Output> &
   }
 }
 
-struct InputCase {
-  const char *name;
-  std::function<int(int x, int y)> sample;
-};
-
-std::uint32_t hash(int x, int y) {
+/// A value without pattern for every position.
+int noise(int x, int y) {
   std::uint32_t h =
       static_cast<std::uint32_t>(x) * 2654435761U + static_cast<std::uint32_t>(y) * 40503U;
-  h ^= h >> 15;
-  h *= 2246822519U;
-  return h ^ h >> 13;
+  h = (h ^ h >> 15) * 2246822519U;
+  return static_cast<int>((h ^ h >> 13) >> 8);
 }
 
-std::vector<InputCase> inputs() {
-  return {
+TEST(Rows, EveryWidthGivesWhatThePlainFormGives) {
+  const std::pair<const char *, std::function<int(int x, int y)>> inputs[] = {
       {"all 0", [](int, int) { return 0; }},
       {"all 255", [](int, int) { return 255; }},
-      {"near 0", [](int x, int y) { return static_cast<int>(hash(x, y) % 3); }},
-      {"near 255", [](int x, int y) { return 255 - static_cast<int>(hash(x, y) % 3); }},
+      {"near 0", [](int x, int y) { return noise(x, y) % 3; }},
+      {"near 255", [](int x, int y) { return 255 - noise(x, y) % 3; }},
       {"columns of period 2", [](int x, int) { return x % 2 * 255; }},
       {"rows of period 2", [](int, int y) { return y % 2 * 255; }},
       {"checkerboard", [](int x, int y) { return (x + y) % 2 * 255; }},
       {"columns of period 4", [](int x, int) { return x / 2 % 2 * 255; }},
       {"ramp", [](int x, int y) { return x + 3 * y; }},
-      {"noise", [](int x, int y) { return static_cast<int>(hash(x, y) >> 24); }},
-      {"combs with gaps",
-       [](int x, int y) { return y % 2 * 90 + (hash(x / 5, 0) % 7 == 0 ? x % 5 : 0); }},
-      {"rows alike but for one sample",
-       [](int x, int y) { return x % 97 == 96 && y == 2 ? 7 : x; }},
+      {"noise", noise},
+      {"combs", [](int x, int y) { return y % 2 * 90 + (noise(x / 5, 0) % 7 == 0 ? x % 5 : 0); }},
+      {"one sample differs", [](int x, int y) { return x % 97 == 96 && y == 2 ? 7 : x; }},
   };
-}
-
-TEST(Rows, EveryWidthGivesWhatThePlainFormGives) {
-  for (const InputCase &input : inputs())
+  for (const auto &[input, sample] : inputs)
     for (std::size_t w = 1; w <= 600; ++w) {
-      const Rows in(w, 1 + w % 5, input.sample);
-      const std::string name = std::string(input.name) + ", width " + std::to_string(w);
+      const Rows in(w, 1 + w % 5, sample);
+      const std::string name = std::string(input) + ", width " + std::to_string(w);
       for (const auto outputs : {outputsOfRows, outputsOfBlocks, outputsOfEdges})
         ASSERT_NO_FATAL_FAILURE(expectSame(outputs(plainRows(), in), outputs(rows(), in), name));
     }
@@ -213,7 +204,7 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
 TEST(Rows, ResidualsKeepTheOrderOfTermsForEveryNumberOfBlocks) {
   std::vector<std::uint8_t> strip(64 * BLOCK_STRIP);
   for (std::size_t i = 0; i < strip.size(); ++i)
-    strip[i] = static_cast<std::uint8_t>(hash(static_cast<int>(i), 5) >> 24);
+    strip[i] = static_cast<std::uint8_t>(noise(static_cast<int>(i), 5));
   const double kernel[9] = {0.1, 0.2, 0.3, 0.15, 1. / 3, 0.05, 1e-3, 0.7, 1. / 7};
   for (const std::size_t n : {1U, 2U, 3U, 7U, 8U, 9U, 17U, 100U, 999U, 1000U}) {
     Guarded<double> plain(n), form(n);
