@@ -11,6 +11,7 @@
 #include "qc/report/json.h"
 #include "qc/report/output.h"
 #include "qc/report/progress.h"
+#include "qc/source/input_file.h"
 
 #include <unistd.h>
 #ifdef __GLIBC__
@@ -40,6 +41,7 @@ void catchSignals() {
   action.sa_handler = [](int signal) {
     static volatile std::sig_atomic_t caught = 0;
     caughtSignal = signal;
+    cancelReading();
     caught = caught + 1;
     // The first asks, and may come twice (timeout sends it to the process and to its group); an
     // input that gives nothing must not hold up an end that is insisted on.
@@ -169,6 +171,7 @@ BatchRow answer(const Run &run, const std::string &input, const std::string &nam
   try {
     return measureInput(run, input, name);
   } catch (const InputError &error) {
+    endIfAsked(); // which is why it could not be opened
     return notMeasured(input, error.what());
   } catch (const std::bad_alloc &) {
     return notMeasured(input, "it asks for more memory than there is: the machine has too little "
@@ -209,6 +212,8 @@ int answerAll(const Run &run) {
   const bool isBatch = inputs.size() > 1 || run.options.recursive || !run.options.lists.empty();
   if (isBatch)
     writeSummary(run, rows);
+  else if (!rows.empty() && rows.front().resumed)
+    printBatchTable(std::cout, rows); // else nothing would say why the status is what it is
   checkStandardOutput();
   return status;
 }
@@ -217,8 +222,10 @@ int runCommand(int argc, const char *const *argv) {
   catchSignals();
   keepFreedMemory();
   std::variant<Options, int> parsed = parseOptions(argc, argv, std::cout, std::cerr);
-  if (const int *status = std::get_if<int>(&parsed))
+  if (const int *status = std::get_if<int>(&parsed)) {
+    checkStandardOutput();
     return *status;
+  }
   Run run{std::get<Options>(std::move(parsed)), {}, {}};
   const Options &options = run.options;
   if (options.printProfile) {

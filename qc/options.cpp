@@ -14,6 +14,9 @@ namespace lumagauge::qc {
 namespace {
 
 constexpr double MAX_SECONDS = 1e9;
+/// Wider than any camera's, and narrow enough for times to stay apart.
+constexpr double MIN_RATE = 1e-3, MAX_RATE = 1e6;
+constexpr std::int64_t MAX_COUNT = std::int64_t{1} << 40; ///< of frames, of bytes in one
 constexpr int MAX_THREADS = 1024;
 constexpr std::int64_t MAX_MAX_PIXELS = std::int64_t{1} << 40;
 
@@ -84,10 +87,10 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       app.add_option("--duration", options.durationText, "How much to measure, in the same forms")
           ->type_name("T");
   app.add_option("--frames", texts.frames, "How many frames to measure")
-      ->check(CLI::PositiveNumber)
+      ->check(CLI::Range(std::int64_t{1}, MAX_COUNT))
       ->excludes(duration);
   app.add_option("--fps", texts.fps, "Frame rate, instead of what the input says [raw: 25]")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(MIN_RATE, MAX_RATE));
   auto *raw = app.add_flag("--raw", texts.raw, "The input is raw frames without a header");
   auto *size = app.add_option("--size", texts.size, "Picture size of raw frames")
                    ->type_name("WIDTHxHEIGHT")
@@ -99,7 +102,7 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->capture_default_str();
   app.add_option("--frame-bytes", texts.frameBytes, "Bytes from one raw frame to the next")
       ->needs(raw)
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(std::int64_t{1}, MAX_COUNT));
 }
 
 void addTrustOptions(CLI::App &app, Options &options) {

@@ -33,6 +33,13 @@ std::string baseName(const std::string &input) {
   return name.empty() ? "input" : name;
 }
 
+/// The input itself where it has no absolute path, as an empty name has none.
+std::string absoluteName(const std::string &input) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(input, error);
+  return error ? input : absolute.lexically_normal().string();
+}
+
 } // namespace
 
 AtomicFile::AtomicFile(fs::path target) : path(std::move(target)), temporary(path) {
@@ -68,7 +75,7 @@ std::vector<std::string> outputNames(const std::vector<std::string> &inputs) {
   std::map<std::string, std::string> firstUser{{"summary", ""}};
   std::map<std::string, bool> isShared;
   for (const std::string &input : inputs) {
-    const std::string absolute = fs::absolute(input).lexically_normal().string();
+    const std::string absolute = absoluteName(input);
     const auto [entry, isNew] = firstUser.emplace(baseName(input), absolute);
     if (!isNew && entry->second != absolute)
       isShared[entry->first] = true;
@@ -76,10 +83,9 @@ std::vector<std::string> outputNames(const std::vector<std::string> &inputs) {
   std::vector<std::string> names;
   for (const std::string &input : inputs) {
     std::string name = baseName(input);
-    if (isShared.contains(name) || name.size() > LONGEST_NAME) {
-      const std::string absolute = fs::absolute(input).lexically_normal().string();
-      name = fmt::format("{}-{:016x}", name.substr(0, LONGEST_NAME), stableHash(absolute));
-    }
+    if (isShared.contains(name) || name.size() > LONGEST_NAME)
+      name =
+          fmt::format("{}-{:016x}", name.substr(0, LONGEST_NAME), stableHash(absoluteName(input)));
     names.push_back(std::move(name));
   }
   return names;

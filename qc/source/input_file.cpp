@@ -5,17 +5,35 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
 namespace lumagauge::qc {
 
 namespace {
+
+constexpr int CANCEL_INTERVAL_MS = 100;
+std::atomic<bool> readingCancelled = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
+/// Waits until a read would not block; false where reading is cancelled before. A signal may reach
+/// any thread, so that an interrupted read alone would not do.
+bool waitForBytes(int descriptor) {
+  pollfd wanted{descriptor, POLLIN, 0};
+  while (!isReadingCancelled())
+    if (const int ready = poll(&wanted, 1, CANCEL_INTERVAL_MS);
+        ready > 0 || (ready < 0 && errno != EINTR))
+      return true;
+  errno = ECANCELED;
+  return false;
+}
 
 int openForReading(const std::string &path) {
   // An embedded zero byte would open another file than the one that was named.
@@ -29,6 +47,14 @@ int openForReading(const std::string &path) {
 }
 
 } // namespace
+
+void cancelReading() noexcept {
+  readingCancelled = true;
+}
+
+bool isReadingCancelled() noexcept {
+  return readingCancelled;
+}
 
 InputFile::InputFile(const std::string &path) : descriptor(openForReading(path)) {
   struct stat status {};
@@ -49,7 +75,7 @@ InputFile::~InputFile() {
 std::size_t InputFile::readSome(void *destination, std::size_t bytes) {
   ssize_t count = 0;
   do
-    count = ::read(descriptor, destination, bytes);
+    count = waitForBytes(descriptor) ? ::read(descriptor, destination, bytes) : -1;
   while (count < 0 && errno == EINTR);
   if (count < 0 && failed == 0)
     failed = errno;

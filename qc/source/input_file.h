@@ -11,6 +11,11 @@
 
 namespace lumagauge::qc {
 
+/// Lets every read of this process that waits for bytes, now or later, give up with ECANCELED
+/// within a fraction of a second. Safe in a signal handler.
+void cancelReading() noexcept;
+bool isReadingCancelled() noexcept;
+
 class InputFile {
 public:
   explicit InputFile(const std::string &path); ///< "-": standard input. Throws InputError.

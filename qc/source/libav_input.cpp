@@ -14,6 +14,7 @@ extern "C" {
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <new>
 
 namespace lumagauge::qc {
@@ -82,16 +83,24 @@ std::string_view scheme(std::string_view input) {
   return end == std::string_view::npos ? std::string_view() : input.substr(0, end);
 }
 
-void refuseNesting(const AVInputFormat &format, const SourceOptions &options) {
-  const char *names = format.name;
-  const bool nests = std::any_of(NESTING_FORMATS.begin(), NESTING_FORMATS.end(), [&](auto name) {
-    return av_match_name(std::string(name).c_str(), names) != 0;
+bool nests(const AVInputFormat &format) {
+  return std::any_of(NESTING_FORMATS.begin(), NESTING_FORMATS.end(), [&](auto name) {
+    return av_match_name(std::string(name).c_str(), format.name) != 0;
   });
-  if (nests && !options.nested)
+}
+
+/// "frame%03d.png", where no file has this very name.
+bool isImagePattern(const std::string &path) {
+  std::error_code error;
+  return av_filename_number_test(path.c_str()) != 0 && !std::filesystem::exists(path, error);
+}
+
+void refuseNesting(const AVInputFormat &format, const SourceOptions &options) {
+  if (nests(format) && !options.nested)
     throw InputError(
         fmt::format("it is a list that names further files ({}), which are opened only "
                     "with --allow-nested",
-                    names));
+                    format.name));
 }
 
 /// Protocols that an allowed one is built on.
@@ -121,6 +130,8 @@ LibavInput::LibavInput(const std::string &input, const SourceOptions &options) {
     if (!protocol.empty() && std::find(options.protocols.begin(), options.protocols.end(),
                                        protocol) != options.protocols.end())
       openUrl(input, options);
+    else if (options.nested && isImagePattern(input))
+      openUrl("file:" + input, options);
     else
       openFile(input, options);
     findStreams(options);
@@ -177,9 +188,7 @@ void LibavInput::openFile(const std::string &path, const SourceOptions &options)
     throw InputError("it is no container or video stream that is known here, or it is empty; raw "
                      "frames need --raw --size WIDTHxHEIGHT");
   refuseNesting(*demuxer, options);
-  if (options.nested && std::any_of(NESTING_FORMATS.begin(), NESTING_FORMATS.end(), [&](auto n) {
-        return av_match_name(std::string(n).c_str(), demuxer->name) != 0;
-      })) {
+  if (options.nested && nests(*demuxer)) {
     // Lists name files relative to their own place, so the demuxer must know it.
     close();
     file.reset();
@@ -202,6 +211,7 @@ void LibavInput::openUrl(const std::string &url, const SourceOptions &options) {
   if (format == nullptr)
     throw std::bad_alloc();
   format->max_streams = MAX_STREAMS;
+  format->interrupt_callback.callback = [](void *) { return isReadingCancelled() ? 1 : 0; };
   AVDictionary *settings = nullptr;
   av_dict_set(&settings, "protocol_whitelist", protocolList(options).c_str(), 0);
   const int opened = avformat_open_input(&format, url.c_str(), nullptr, &settings);

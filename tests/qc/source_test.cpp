@@ -203,6 +203,11 @@ TEST_F(Source, ListsOpenNothingUnlessAsked) {
   }
   ASSERT_EQ(call("--allow-nested -o out list.ffconcat").status, 0);
   EXPECT_EQ(column("list.ffconcat", 0).size(), 2U * FRAMES);
+
+  ffmpeg("-i clip.mp4 -frames:v 4 image%02d.png");
+  EXPECT_EQ(call("image%02d.png").status, 2);
+  ASSERT_EQ(call("--allow-nested -o out image%02d.png").status, 0);
+  EXPECT_EQ(column("image%02d.png", 0).size(), 4U);
 }
 
 TEST_F(Source, LargePicturesAreRefused) {
@@ -217,8 +222,8 @@ TEST_F(Source, WrongUsageIsStatus2) {
        {"", "--raw clip.mp4", "--size 8x8 clip.mp4", "--raw --size 8 x", "--raw --size 8x-8 x",
         "--start 1:99 clip.mp4", "--start -1 clip.mp4", "--duration 5x clip.mp4", "--threads 0 x",
         "--duration 1 --frames 2 x", "--indicators blurr x", "--indicators 0x8000 x", "- -",
-        "--fps inf clip.mp4", "--resume clip.mp4", "--profile nowhere clip.mp4",
-        "--files-from nowhere", "-o /dev/null/x clip.mp4"}) {
+        "--fps inf clip.mp4", "--fps 1e300 clip.mp4", "--resume clip.mp4",
+        "--profile nowhere clip.mp4", "--files-from nowhere", "-o /dev/null/x clip.mp4"}) {
     const Outcome run = call(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.output, "") << arguments;
@@ -242,11 +247,11 @@ TEST_F(Source, BatchesGoOnAndResume) {
     std::filesystem::copy_file(folder / "clip.mp4", folder / name);
   writeFile(folder / "videos/broken.mkv", "no video");
   writeFile(folder / "list", "clip.mp4\n\nnowhere.mp4\n");
-  const std::string batch = "--quiet --recursive -o out videos --files-from list";
+  const std::string batch = "--quiet --recursive -o out videos '' --files-from list";
   const Outcome first = call(batch);
   EXPECT_EQ(first.status, 2);
   const auto rows = csv("out/summary.csv");
-  ASSERT_EQ(rows.size(), 6U) << first.output;
+  ASSERT_EQ(rows.size(), 7U) << first.output;
   EXPECT_EQ(rows[1][0], "videos/a.mp4");
   EXPECT_EQ(rows[2][0], "videos/broken.mkv");
   EXPECT_EQ(rows[3][0], "videos/more/b.MP4");
@@ -262,6 +267,8 @@ TEST_F(Source, BatchesGoOnAndResume) {
   EXPECT_TRUE(isNew("a.mp4.json"));
   EXPECT_TRUE(isNew("b.MP4.json"));
   EXPECT_FALSE(isNew("clip.mp4.json"));
+  EXPECT_NE(call("--resume --quiet -o out clip.mp4").output.find("earlier result"),
+            std::string::npos);
 }
 
 TEST_F(Source, NothingUnfinishedLooksFinished) {
@@ -278,6 +285,18 @@ TEST_F(Source, NothingUnfinishedLooksFinished) {
       std::filesystem::remove(entry.path());
     }
     EXPECT_EQ(left, signal == "KILL" ? 2U : 0U) << signal;
+  }
+}
+
+TEST_F(Source, OneSignalEndsTheWaitForAnInputThatGivesNothing) {
+  ffmpeg("-i clip.mp4 clip.y4m");
+  for (const std::string given : {"clip.y4m", "/dev/null"}) {
+    const Outcome run =
+        shell("mkfifo p; (cat " + given +
+              "; exec sleep 20) > p & timeout --preserve-status -k 5 -s INT 0.5 " PROGRAM
+              " -o out - < p; status=$?; kill $!; rm p; exit $status");
+    EXPECT_EQ(run.status, 130) << given << run.errors;
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "out")) << given;
   }
 }
 
