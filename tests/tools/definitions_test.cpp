@@ -217,34 +217,13 @@ TEST(Statistics, FilterKeepsInsideBlocksAndRefusesWrongSizes) {
             "Source image is to small for that kernel!\nProvided kernel is not symmetric!");
 }
 
-TEST(Statistics, RingsAreLeftOutByPosition) {
-  Doubles block(8, 8), kernel(3, 3);
-  for (std::size_t i = 0; i < 64; ++i) {
-    const bool ring = i % 8 % 7 == 0 || i / 8 % 7 == 0;
-    block.samples[i] = ring ? 1e9 : (i + i / 8) % 2 == 0 ? 1.0 : -1.0;
-  }
-  Doubles s(1, 1), q(1, 1), d(1, 1);
-  calculateStdDevsDouble_ommitZeros(&block, &s, &q, &d, &kernel, 8, 8);
-  EXPECT_EQ(d.samples[0], std::sqrt(36.0 / 35));
-}
-
-TEST(Arithmetic, MomentsComparisonsAndQuotients) {
+TEST(Arithmetic, MomentsAndQuotients) {
   const Luma four(2, 2, {0, 1, 2, 255});
   std::int32_t sum = 0;
   std::int64_t squares = 0;
   EXPECT_EQ(sumAndSquareSum(&four, &sum, &squares), 258);
   EXPECT_EQ(sum, 258);
   EXPECT_EQ(squares, 65030);
-
-  const Luma picture = luma(48, 48, [](int x, int y) { return x % 5 + y % 3 * 4; });
-  Luma below(48, 32), beside(32, 48);
-  compareShifted(&picture, &below, 16 * 48);
-  compareShifted(&picture, &beside, 16);
-  for (std::size_t i = 0; i < 32 * 48; ++i) {
-    const std::uint8_t *above = picture.data + i, *left = picture.data + i / 32 * 48 + i % 32;
-    EXPECT_EQ(below.samples[i], above[0] == above[16 * 48]);
-    EXPECT_EQ(beside.samples[i], left[0] == left[16]);
-  }
 
   const Doubles numerator(3, 1, {1.0, 0.0, -7.5}), denominator(3, 1, {0.0, 0.0, 2.0});
   Doubles ratio(3, 1);
