@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The streamed indicators against their compositions, bit for bit.
+// Under each form: the streamed indicators against their compositions, bit for bit, and the
+// reports.
 #include "tests/reference/compositions.h"
+#include "tests/support/clip.h"
+#include "tests/support/command.h"
 #include "tests/support/pictures.h"
 
 #include <gtest/gtest.h>
@@ -65,6 +68,15 @@ TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
       expectSame(measureExposure(&picture), composedExposure(&picture), "exposure");
       EXPECT_EQ(measureBlackout(&picture), composedBlackout(&picture));
     }
+}
+
+TEST_F(CommandTest, ReportsAreTheSameUnderThisForm) {
+  writeClip(folder / "clip.yuv");
+  const Outcome outcome = call("clip.yuv 272 264"); // LUMAGAUGE_TARGET is handed on
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  EXPECT_EQ(withoutNanSigns(outcome.output), readFile(GOLDEN "/all.console.txt"));
+  EXPECT_EQ(withoutNanSigns(readFile(folder / "metricsResultsCSV.csv")),
+            readFile(GOLDEN "/all.csv"));
 }
 
 } // namespace

@@ -198,15 +198,6 @@ TEST_F(ReportTest, TheVerdictIsOneLine) {
   EXPECT_NE(whole.str().find("\nverdict: fail"), std::string::npos);
 }
 
-TEST(ClockTimes, RoundToTheMillisecond) {
-  EXPECT_EQ(clockTime(0), "0:00:00.000");
-  EXPECT_EQ(clockTime(59.9996), "0:01:00.000");
-  EXPECT_EQ(clockTime(3661.5), "1:01:01.500");
-  EXPECT_EQ(clockTime(-0.0001), "0:00:00.000");
-  EXPECT_EQ(clockTime(-1.5), "-0:00:01.500");
-  EXPECT_EQ(clockTime(NOT_A_NUMBER), "?");
-}
-
 TEST(ProgressTest, SaysWhatIsKnown) {
   using Optional = std::optional<double>;
   const auto line = [](ProgressMode mode, std::optional<std::int64_t> frames, Optional seconds) {
