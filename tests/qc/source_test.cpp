@@ -276,7 +276,7 @@ TEST_F(Source, NothingUnfinishedLooksFinished) {
     const Outcome run =
         shell("mkfifo p; (ffmpeg -v error -nostdin -stream_loop -1 -i clip.mp4 -f yuv4mpegpipe - "
               "2>/dev/null) > p & timeout -s " +
-              signal + " 0.5 " PROGRAM " -o out - < p; status=$?; rm p; exit $status");
+              signal + " 2 " PROGRAM " -o out - < p; status=$?; rm p; exit $status");
     EXPECT_GE(run.status, 124) << signal;
     std::size_t left = 0;
     for (const auto &entry : std::filesystem::directory_iterator(folder / "out")) {
@@ -293,7 +293,7 @@ TEST_F(Source, OneSignalEndsTheWaitForAnInputThatGivesNothing) {
   for (const std::string given : {"clip.y4m", "/dev/null"}) {
     const Outcome run =
         shell("mkfifo p; (cat " + given +
-              "; exec sleep 20) > p & timeout --preserve-status -k 5 -s INT 0.5 " PROGRAM
+              "; exec sleep 20) > p & timeout --preserve-status -k 5 -s INT 2 " PROGRAM
               " -o out - < p; status=$?; kill $!; rm p; exit $status");
     EXPECT_EQ(run.status, 130) << given << run.errors;
     EXPECT_TRUE(std::filesystem::is_empty(folder / "out")) << given;
