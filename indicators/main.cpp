@@ -47,7 +47,6 @@ constexpr std::array<PerFrameIndicator, 12> PER_FRAME_INDICATORS{{
     {0x400, contrastRMS},
 }};
 constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = 0x40;
-constexpr std::uint32_t BLACKOUT_BIT = 0x80;
 constexpr std::uint32_t FREEZING_BIT = 0x100;
 constexpr std::uint32_t FLICKERING_BIT = 0x4000;
 
@@ -168,22 +167,13 @@ public:
   FrameThreads(const FrameThreads &) = delete;
   FrameThreads &operator=(const FrameThreads &) = delete;
 
-  void joinBlackout() {
-    for (std::size_t i = 0; i < PER_FRAME_INDICATORS.size(); ++i)
-      if (PER_FRAME_INDICATORS[i].bit == BLACKOUT_BIT)
-        join(i);
-  }
   void joinAll() {
     for (std::size_t i = 0; i < PER_FRAME_INDICATORS.size(); ++i)
-      join(i);
+      if (std::exchange(running[i], false))
+        pthread_join(threads[i], nullptr);
   }
 
 private:
-  void join(std::size_t i) {
-    if (std::exchange(running[i], false))
-      pthread_join(threads[i], nullptr);
-  }
-
   std::array<pthread_t, PER_FRAME_INDICATORS.size()> threads{};
   std::array<bool, PER_FRAME_INDICATORS.size()> running{};
 };
@@ -210,19 +200,20 @@ struct TemporalValues {
   double flickering = 0.0;
 };
 
-/// Measures `current` against `previous` while the frame's threads run. Freezing wants the blackout
-/// flag of this very frame, so its thread is waited for.
-void measureTemporal(const RunParameters &run, RunPictures &pictures, FrameThreads &threads,
-                     TemporalValues &values) {
+/// Measures `current` against `previous` while the frame's threads run.
+void measureChange(const RunParameters &run, RunPictures &pictures, TemporalValues &values) {
   if ((run.requested & TEMPORAL_ACTIVITY_BIT) != 0)
     values.activity = temporalActivity(pictures.current, pictures.previous);
-  if ((run.requested & TEMPORAL_ACTIVITY_BIT) != 0 && (run.requested & FREEZING_BIT) != 0) {
-    threads.joinBlackout();
-    values.freezing = freezing(Results.blackout, values.activity, run.fps);
-  }
   if ((run.requested & FLICKERING_BIT) != 0)
     values.flickering = flickering(pictures.current, pictures.previous, pictures.flickerCounts,
                                    pictures.flickerStates);
+}
+
+/// Wants the blackout flag of this very frame, so it comes after its threads. Waiting for that one
+/// thread alone would put the main thread to sleep while it has flickering to measure.
+void measureFreezing(const RunParameters &run, TemporalValues &values) {
+  if ((run.requested & TEMPORAL_ACTIVITY_BIT) != 0 && (run.requested & FREEZING_BIT) != 0)
+    values.freezing = freezing(Results.blackout, values.activity, run.fps);
 }
 
 /// Measures and reports the frames of the run. Throws std::bad_alloc when a measure lacked memory.
@@ -235,9 +226,12 @@ int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *vi
     if (!readLuma(video, run, frame, pictures.current->data))
       return FAILURE;
     FrameThreads threads(run.requested, pictures.current);
-    if (frame > run.startFrame)
-      measureTemporal(run, pictures, threads, temporal);
+    const bool hasPrevious = frame > run.startFrame;
+    if (hasPrevious)
+      measureChange(run, pictures, temporal);
     threads.joinAll();
+    if (hasPrevious)
+      measureFreezing(run, temporal);
     if (indicatorLackedMemory)
       throw std::bad_alloc();
     printReportRows({frame, Results, temporal.activity, temporal.freezing, temporal.flickering},

@@ -21,35 +21,63 @@ namespace {
 
 constexpr std::int32_t HISTOGRAM_ENTRIES = 128;
 
-/// round() of a number that is not negative, without a call.
-std::int32_t roundHalfUp(double value) {
-  const auto whole = static_cast<std::int32_t>(value);
-  return whole + (value - whole >= 0.5);
-}
-
-/// Sample standard deviation of every whole 8x8 block, in raster order.
-std::vector<double> blockDeviations(const Image *luma) {
+/// Twice the sample standard deviation of every whole 8x8 block, rounded down, in raster order. As
+/// halves, deviations are rounded down and to the nearest by whole numbers alone.
+std::vector<std::uint16_t> blockHalves(const Image *luma) {
   const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
-  std::vector<double> deviations(across * down);
-  for (std::uint64_t by = 0; by < down; ++by)
+  std::vector<double> deviations(across);
+  std::vector<std::uint16_t> halves(across * down);
+  for (std::uint64_t by = 0; by < down; ++by) {
     rows().blockDeviations(luma->data + by * BLOCKSIZE * luma->w, luma->w, across,
-                           deviations.data() + by * across);
-  return deviations;
+                           deviations.data());
+    for (std::uint64_t bx = 0; bx < across; ++bx)
+      halves[by * across + bx] =
+          static_cast<std::uint16_t>(static_cast<std::int32_t>(2.0 * deviations[bx]));
+  }
+  return halves;
 }
 
-/// The weighted mean bin around the mode of the deviations' histogram, NaN without deviations. The
-/// mode is the bin that first reached the highest count.
-double commonDeviation(const std::vector<double> &deviations) {
-  std::array<std::uint32_t, HISTOGRAM_ENTRIES> count{};
-  std::size_t mode = 0;
-  for (const double deviation : deviations) {
-    const auto bin =
-        static_cast<std::size_t>(std::min(roundHalfUp(deviation), HISTOGRAM_ENTRIES - 1));
-    ++count[bin];
-    if (count[mode] < count[bin])
-      mode = bin;
-  }
-  const std::size_t first = std::clamp<std::size_t>(mode, 1, HISTOGRAM_ENTRIES - 2) - 1;
+std::int32_t roundDown(std::uint16_t halves) {
+  return halves / 2;
+}
+std::int32_t roundHalfUp(std::uint16_t halves) {
+  return (halves + 1) / 2;
+}
+std::size_t binOf(std::uint16_t halves) {
+  return static_cast<std::size_t>(std::min(roundHalfUp(halves), HISTOGRAM_ENTRIES - 1));
+}
+
+using Histogram = std::array<std::uint32_t, HISTOGRAM_ENTRIES>;
+
+Histogram countBins(const std::vector<std::uint16_t> &halves) {
+  // Blocks in a row often share a bin: separate counters spare each the wait for the one before.
+  std::array<Histogram, 4> parts{};
+  for (std::size_t i = 0; i < halves.size(); ++i)
+    ++parts[i % parts.size()][binOf(halves[i])];
+  Histogram count{};
+  for (const Histogram &part : parts)
+    for (std::size_t bin = 0; bin < count.size(); ++bin)
+      count[bin] += part[bin];
+  return count;
+}
+
+/// The fullest bin; of several, the one that is full first in raster order.
+std::size_t modeOf(const Histogram &count, const std::vector<std::uint16_t> &halves) {
+  const auto fullest = std::max_element(count.begin(), count.end());
+  if (std::count(count.begin(), count.end(), *fullest) == 1)
+    return static_cast<std::size_t>(fullest - count.begin());
+  Histogram missing = count;
+  for (const std::uint16_t block : halves)
+    if (const std::size_t bin = binOf(block); --missing[bin] == 0 && count[bin] == *fullest)
+      return bin;
+  return 0; // no blocks
+}
+
+/// The weighted mean bin around the mode of the deviations' histogram, NaN without blocks.
+double commonDeviation(const std::vector<std::uint16_t> &halves) {
+  const Histogram count = countBins(halves);
+  const std::size_t first =
+      std::clamp<std::size_t>(modeOf(count, halves), 1, HISTOGRAM_ENTRIES - 2) - 1;
   const auto weighted =
       first * count[first] + (first + 1) * count[first + 1] + (first + 2) * count[first + 2];
   const auto total = count[first] + count[first + 1] + count[first + 2];
@@ -58,15 +86,15 @@ double commonDeviation(const std::vector<double> &deviations) {
 
 /// Puts the first BLOCK_STRIP blocks at `level` side by side into the strip and returns their
 /// number.
-std::size_t chooseBlocks(const Image *luma, const std::vector<double> &deviations, double level,
+std::size_t chooseBlocks(const Image *luma, const std::vector<std::uint16_t> &halves, double level,
                          std::uint8_t *strip) {
-  const std::int32_t rounded = roundHalfUp(level);
-  const bool roundedUp = static_cast<std::int32_t>(level) != rounded;
+  const auto levelHalves = static_cast<std::uint16_t>(2.0 * level);
+  const std::int32_t rounded = roundHalfUp(levelHalves);
+  const bool roundedUp = roundDown(levelHalves) != rounded;
   const std::uint64_t across = luma->w / BLOCKSIZE;
   std::size_t chosen = 0;
-  for (std::uint64_t i = 0; i < deviations.size() && chosen < BLOCK_STRIP; ++i) {
-    const double deviation = deviations[i];
-    if ((roundedUp ? roundHalfUp(deviation) : static_cast<std::int32_t>(deviation)) != rounded)
+  for (std::uint64_t i = 0; i < halves.size() && chosen < BLOCK_STRIP; ++i) {
+    if ((roundedUp ? roundHalfUp(halves[i]) : roundDown(halves[i])) != rounded)
       continue;
     const std::uint8_t *corner =
         luma->data + i / across * BLOCKSIZE * luma->w + i % across * BLOCKSIZE;
@@ -93,13 +121,13 @@ std::array<double, 9> gaussian(std::uint32_t sigma) {
 } // namespace
 
 std::optional<double> measureNoise(const Image *luma) {
-  const std::vector<double> deviations = blockDeviations(luma);
-  const double level = commonDeviation(deviations);
+  const std::vector<std::uint16_t> halves = blockHalves(luma);
+  const double level = commonDeviation(halves);
   if (!(level >= 0.5)) // also a NaN
     return std::nullopt;
   std::vector<std::uint8_t> strip(BLOCKSIZE * BLOCKSIZE * BLOCK_STRIP);
-  const std::size_t n = chooseBlocks(luma, deviations, level, strip.data());
-  const std::array<double, 9> kernel = gaussian(static_cast<std::uint32_t>(roundHalfUp(level)));
+  const std::size_t n = chooseBlocks(luma, halves, level, strip.data());
+  const std::array<double, 9> kernel = gaussian(static_cast<std::uint32_t>(std::lround(level)));
   std::vector<double> residuals(n);
   rows().residualDeviations(strip.data(), n, kernel.data(), residuals.data());
   // The order of the blocks decides the sum's last bit.

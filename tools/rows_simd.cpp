@@ -84,11 +84,11 @@ std::vector<VectorForm> vectorForms() {
     {HWY_NEON, HWY_CHOOSE_NEON(operations)},
 #endif
   };
+  const std::int64_t supported = vectorTargets();
   std::vector<VectorForm> forms;
   for (const Target &target : targets) {
     const RowOperations *operations = target.operations == nullptr ? nullptr : target.operations();
-    forms.push_back(
-        {hwy::TargetName(target.bit), operations, (hwy::SupportedTargets() & target.bit) != 0});
+    forms.push_back({hwy::TargetName(target.bit), operations, (supported & target.bit) != 0});
   }
   return forms;
 }

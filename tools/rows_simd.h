@@ -4,6 +4,7 @@
 
 #include "tools/rows.h"
 
+#include <cstdint>
 #include <vector>
 
 namespace lumagauge {
@@ -16,6 +17,9 @@ struct VectorForm {
 /// The vector forms of this architecture, best first. A build for one CPU (-march=native) lacks
 /// those below it.
 std::vector<VectorForm> vectorForms();
+
+/// The targets that this CPU and its system run, as Highway's bits HWY_AVX2 and so on.
+std::int64_t vectorTargets();
 
 } // namespace lumagauge
 
