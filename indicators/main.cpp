@@ -3,6 +3,7 @@
 // `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop,
 // threads.
 #include "indicators/indicators.h"
+#include "indicators/readPlane.h"
 #include "indicators/report.h"
 #include "tools/working_picture.h"
 
@@ -131,14 +132,15 @@ bool parseOptionalArguments(int argc, char **argv, std::FILE *video, RunParamete
 /// Reads the luma plane of a frame over what the buffer holds; a file that ends earlier leaves the
 /// rest. False after a message when the frame cannot be sought or read.
 bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, std::uint8_t *luma) {
-  if (fseeko(video, off_t{frame} * run.frameSize(), SEEK_SET) != 0) {
+  const off_t start = off_t{frame} * run.frameSize();
+  if (fseeko(video, start, SEEK_SET) != 0) {
     const int error = errno;
     char where[32];
     std::snprintf(where, sizeof where, "frame %d", frame);
     reportFailedSeek(run, where, error);
     return false;
   }
-  const std::size_t bytes = std::fread(luma, 1, static_cast<std::size_t>(run.lumaSize()), video);
+  const std::size_t bytes = readPlane(video, start, static_cast<std::size_t>(run.lumaSize()), luma);
   if (std::ferror(video) == 0)
     return true;
   const int error = errno;
