@@ -10,7 +10,6 @@ namespace lumagauge {
 namespace {
 
 constexpr std::size_t SHARED_FROM = 1 << 20; ///< bytes; less is not worth starting a thread
-constexpr std::size_t STACK_SIZE = 1 << 18;
 
 /// Of a plane, for the second thread: less than half, as it starts later.
 constexpr std::size_t secondShare(std::size_t size) {
@@ -50,8 +49,7 @@ bool startElsewhere([[maybe_unused]] pthread_t *thread, [[maybe_unused]] Share *
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0)
     return false;
-  const bool started = pthread_attr_setstacksize(&attributes, STACK_SIZE) == 0 &&
-                       pthread_attr_setaffinity_np(&attributes, sizeof others, &others) == 0 &&
+  const bool started = pthread_attr_setaffinity_np(&attributes, sizeof others, &others) == 0 &&
                        pthread_create(thread, &attributes, readShare, share) == 0;
   pthread_attr_destroy(&attributes);
   return started;
