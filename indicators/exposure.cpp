@@ -8,9 +8,11 @@
 #include "indicators/routine.h"
 #include "tools/rows.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace lumagauge {
@@ -30,6 +32,16 @@ template <class Before> void insertSorted(ExtremeSums &list, std::int32_t sum, B
   list[i] = sum;
 }
 
+/// Least and largest of block sums, which fit in 15 bits.
+std::pair<std::int32_t, std::int32_t> extremes(const std::vector<std::uint16_t> &sums) {
+  std::int16_t least = LARGEST_SUM, most = 0;
+  for (const std::uint16_t sum : sums) {
+    least = std::min(least, static_cast<std::int16_t>(sum));
+    most = std::max(most, static_cast<std::int16_t>(sum));
+  }
+  return {least, most};
+}
+
 } // namespace
 
 double measureExposure(const Image *luma) {
@@ -42,6 +54,10 @@ double measureExposure(const Image *luma) {
   std::vector<std::uint16_t> sums(across);
   for (std::uint64_t by = 0; by < down && across != 0; ++by) {
     rows().blockSums(luma->data + by * BLOCKSIZE * luma->w, luma->w, across, sums.data());
+    // Few block rows hold an extreme; a pass that finds none is quick.
+    const auto [least, most] = extremes(sums);
+    if (least >= darkest.back() && most <= brightest.back())
+      continue;
     for (const std::int32_t sum : sums) {
       if (sum < darkest.back())
         insertSorted(darkest, sum, std::less<>());

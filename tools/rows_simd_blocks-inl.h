@@ -93,15 +93,17 @@ std::size_t combBlocks(const std::uint8_t *top, std::size_t stride, std::size_t 
 void columnBorders(const std::uint8_t *row, std::size_t borders, BorderSums *sums) {
   const std::size_t N = hn::Lanes(du64);
   // Of each eight differences from column 6 on, the first is inside and the second across the
-  // border.
+  // border. They go to the two halves of the 64 bits.
   static_assert(sizeof(BorderSums) == 8);
-  const VU64 first = hn::Set(du64, 0xFF), second = hn::Set(du64, 0xFF00);
+  constexpr std::uint8_t NONE = 0x80;
+  alignas(16) constexpr std::uint8_t PLACES[16] = {0, NONE, NONE, NONE, 1, NONE, NONE, NONE,
+                                                   8, NONE, NONE, NONE, 9, NONE, NONE, NONE};
+  const V8 places = hn::LoadDup128(d8, PLACES);
   std::size_t i = 0;
   for (; i + N < borders; i += N) { // the last vector would read past the columns named
     const std::uint8_t *column = row + 8 * i + 6;
-    const VU64 v =
-        hn::BitCast(du64, absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1)));
-    const VU64 spread = hn::Or(hn::And(v, first), hn::ShiftLeft<24>(hn::And(v, second)));
+    const V8 difference = absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1));
+    const V8 spread = hn::TableLookupBytesOr0(difference, places);
     auto *out = reinterpret_cast<std::uint32_t *>(sums + i);
     hn::StoreU(hn::Add(hn::LoadU(du32, out), hn::BitCast(du32, spread)), du32, out);
   }

@@ -103,31 +103,44 @@ std::uint64_t sobelEnergy(const std::uint8_t *above, const std::uint8_t *row,
   const std::size_t N = hn::Lanes(d16);
   if (w < N + 2)
     return plainRows().sobelEnergy(above, row, below, w);
+  // Gx and Gy of a column combine these two of its neighbours, which serve three columns each.
+  constexpr std::size_t COLUMNS = 1024, PAD = 64;
+  HWY_ALIGN std::int16_t smoothed[PAD + COLUMNS + PAD]; // down the column: above + 2 row + below
+  HWY_ALIGN std::int16_t change[PAD + COLUMNS + PAD];   // below - above
   const hn::Rebind<std::uint8_t, decltype(d16)> half;
-  const auto load = [&](const std::uint8_t *p)
-                        HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half, p)); };
-  V32 even = hn::Zero(d32), odd = hn::Zero(d32);
+  const auto combine = [&](std::size_t column, std::int16_t *toSmoothed, std::int16_t *toChange)
+                           HWY_ATTR {
+                             const V16 a = hn::PromoteTo(d16, hn::LoadU(half, above + column));
+                             const V16 r = hn::PromoteTo(d16, hn::LoadU(half, row + column));
+                             const V16 b = hn::PromoteTo(d16, hn::LoadU(half, below + column));
+                             hn::StoreU(hn::Add(hn::Add(a, b), hn::Add(r, r)), d16, toSmoothed);
+                             hn::StoreU(hn::Sub(b, a), d16, toChange);
+                           };
   VU64 total = hn::Zero(du64);
-  const auto add = [&](std::size_t x, std::size_t skipped) HWY_ATTR { // centres x + 1 + skipped ...
-    const V16 a0 = load(above + x), a1 = load(above + x + 1), a2 = load(above + x + 2);
-    const V16 r0 = load(row + x), r2 = load(row + x + 2);
-    const V16 b0 = load(below + x), b1 = load(below + x + 1), b2 = load(below + x + 2);
-    const V16 middleX = hn::Sub(r2, r0), middleY = hn::Sub(b1, a1);
-    const V16 falling = hn::Sub(b2, a0), rising = hn::Sub(b0, a2); // the diagonals serve both
-    V16 gx = hn::Add(hn::Sub(falling, rising), hn::Add(middleX, middleX));
-    V16 gy = hn::Add(hn::Add(falling, rising), hn::Add(middleY, middleY));
-    if (skipped != 0) {
-      gx = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gx);
-      gy = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gy);
+  for (std::size_t start = 0; start + 2 < w; start += COLUMNS - 2) {
+    const std::size_t columns = std::min(COLUMNS, w - start), centres = columns - 2;
+    std::int16_t *const s = smoothed + PAD, *const c = change + PAD;
+    std::size_t x = 0;
+    for (; x + N <= columns; x += N)
+      combine(start + x, s + x, c + x);
+    if (x < columns) // again some before them, perhaps from the padding on
+      combine(start + columns - N, s + columns - N, c + columns - N);
+    V32 even = hn::Zero(d32), odd = hn::Zero(d32);
+    for (x = 0; x < centres; x += N) {
+      const V16 middle = hn::LoadU(d16, c + x + 1);
+      V16 gx = hn::Sub(hn::LoadU(d16, s + x + 2), hn::LoadU(d16, s + x));
+      V16 gy = hn::Add(hn::Add(hn::LoadU(d16, c + x), hn::LoadU(d16, c + x + 2)),
+                       hn::Add(middle, middle));
+      if (centres - x < N) {
+        gx = hn::IfThenElseZero(hn::FirstN(d16, centres - x), gx);
+        gy = hn::IfThenElseZero(hn::FirstN(d16, centres - x), gy);
+      }
+      addSquares(gx, even, odd);
+      addSquares(gy, even, odd);
     }
-    addSquares(gx, even, odd);
-    addSquares(gy, even, odd);
-  };
-  forEachVector(
-      w - 2, N, SOBEL_STEPS, [&](std::size_t x) HWY_ATTR { add(x, 0); },
-      [&]() HWY_ATTR { moveSquares(even, odd, total); },
-      [&](std::size_t x, std::size_t rest) HWY_ATTR { add(x, N - rest); });
-  moveSquares(even, odd, total);
+    // A lane took at most 4 * 1020^2 of each of at most 128 vectors.
+    moveSquares(even, odd, total);
+  }
   return sumOf(total);
 }
 
