@@ -91,13 +91,28 @@ private:
   std::vector<std::uint8_t> samples;
 };
 
-/// Width of the edge at column x: the run of steps in its direction to its right and, from x
-/// itself, to its left. An edge falls when it or its right neighbour does.
-int edgeWidth(const std::uint8_t *row, std::uint64_t x, const BitRow &rising,
-              const BitRow &falling) {
-  const bool falls = row[x] < row[x - 1] || row[x + 1] < row[x];
-  const BitRow &steps = falls ? falling : rising;
-  return steps.runRight(x + 1) + steps.runLeft(x);
+/// Bits of the columns x at which an edge falls: it does when the sample or its right neighbour is
+/// below the one before. For words 0..size-1.
+void fallingEdges(BitRow &below, std::vector<std::uint64_t> &falls) {
+  const std::uint64_t *bits = below.data();
+  for (std::size_t i = 0; i < falls.size(); ++i)
+    falls[i] = bits[i] | bits[i] >> 1 | bits[i + 1] << 63;
+}
+
+/// Sum of the widths of a row's edges. The width of the one at column x: the run of steps in its
+/// direction to its right and, from x itself, to its left.
+std::int64_t totalWidth(const std::vector<std::uint64_t> &edges,
+                        const std::vector<std::uint64_t> &falls, const BitRow &rising,
+                        const BitRow &falling) {
+  const BitRow *const steps[2] = {&rising, &falling}; // an index, as no jump could be foreseen
+  std::int64_t width = 0;
+  for (std::size_t i = 0; i < edges.size(); ++i)
+    for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1) {
+      const auto bit = static_cast<std::uint64_t>(std::countr_zero(bits));
+      const BitRow &run = *steps[falls[i] >> bit & 1];
+      width += run.runRight(64 * i + bit + 1) + run.runLeft(64 * i + bit);
+    }
+  return width;
 }
 
 } // namespace
@@ -115,7 +130,7 @@ double measureBlur(const Image *luma) {
   const std::uint64_t lines = h / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
   GradientRows gradients(w); // row 0 has none
   rows().absGradient(luma->data + w, w, gradients.row(1));
-  std::vector<std::uint64_t> edges((columns + 63) / 64);
+  std::vector<std::uint64_t> edges((columns + 63) / 64), falls(edges.size());
   BitRow rising(w), falling(w);
   std::int64_t count = 0, width = 0;
   for (std::uint64_t y = 1; y < lines - 1; ++y) {
@@ -132,13 +147,11 @@ double measureBlur(const Image *luma) {
     // at least 1 exceeds it, whatever the block. Runs end before the last column and after
     // column 1.
     rows().steps(row, w, rising.data(), falling.data());
+    fallingEdges(falling, falls);
     for (BitRow *steps : {&rising, &falling})
       for (const std::uint64_t x : {std::uint64_t{1}, w - 1})
         steps->clear(x);
-    for (std::uint64_t i = 0; i < edges.size(); ++i)
-      for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1)
-        width += edgeWidth(row, 64 * i + static_cast<std::uint64_t>(std::countr_zero(bits)), rising,
-                           falling);
+    width += totalWidth(edges, falls, rising, falling);
   }
   return width != 0 ? static_cast<double>(width) / static_cast<double>(count) : 0.0;
 }

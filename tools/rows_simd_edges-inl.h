@@ -63,11 +63,10 @@ std::size_t edgeColumns(const std::uint8_t *const gradients[3], const std::uint8
       return strong;
     any = true;
     const V8 vertical = absDifference8(hn::LoadU(d8, row + x), hn::LoadU(d8, above + x));
-    const M8 alongRow =
-        hn::And(hn::Gt(v, hn::LoadU(d8, g + x + 1)),
-                hn::And(atLeast(v, hn::LoadU(d8, g + x - 1)), atLeast(v, vertical)));
-    const M8 downColumn = hn::And(atLeast(v, hn::LoadU(d8, gradients[0] + x)),
-                                  hn::Gt(v, hn::LoadU(d8, gradients[2] + x)));
+    const M8 alongRow = hn::AndNot(atLeast(hn::LoadU(d8, g + x + 1), v),
+                                   atLeast(v, hn::Max(hn::LoadU(d8, g + x - 1), vertical)));
+    const M8 downColumn = hn::AndNot(atLeast(hn::LoadU(d8, gradients[2] + x), v),
+                                     atLeast(v, hn::LoadU(d8, gradients[0] + x)));
     return hn::And(strong, hn::Or(alongRow, downColumn));
   });
   if (!any)
