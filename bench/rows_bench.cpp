@@ -91,9 +91,9 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        work.value = form.firstDifference(work.row(9), work.copy.data() + 9 * work.w, work.w);
      }},
-    {"sobelEnergy", 1,
+    {"sobelEnergy", 8,
      [](const RowOperations &form, Work &work) {
-       work.value = form.sobelEnergy(work.row(8), work.row(9), work.row(10), work.w);
+       work.value = form.sobelEnergy(work.row(8), work.w, 10, work.w);
      }},
     {"blockSums", 8,
      [](const RowOperations &form, Work &work) {

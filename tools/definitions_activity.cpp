@@ -3,6 +3,7 @@
 
 #include "tools/rows.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace lumagauge {
@@ -10,12 +11,12 @@ namespace lumagauge {
 double spatialAct(const Image *src) {
   if (src->h < 3 || src->w < 3)
     return 0.0;
-  const std::uint64_t w = src->w;
+  // Bands of inner rows, with the rows around them, that stay in a near cache.
+  constexpr std::uint64_t BAND = 32;
   std::uint64_t energy = 0;
-  for (std::uint64_t y = 1; y + 1 < src->h; ++y) {
-    const std::uint8_t *row = src->data + y * w;
-    energy += rows().sobelEnergy(row - w, row, row + w, w);
-  }
+  for (std::uint64_t y = 0; y + 2 < src->h; y += BAND)
+    energy +=
+        rows().sobelEnergy(src->data + y * src->w, src->w, std::min(BAND + 2, src->h - y), src->w);
   return std::sqrt(static_cast<double>(energy));
 }
 

@@ -81,8 +81,8 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i;
 }
 
-std::uint64_t sobelEnergy(const std::uint8_t *above, const std::uint8_t *row,
-                          const std::uint8_t *below, std::size_t w) {
+std::uint64_t sobelEnergyOfRow(const std::uint8_t *above, const std::uint8_t *row,
+                               const std::uint8_t *below, std::size_t w) {
   // A term is at most 2 * 1020^2, so 1024 of them add up in 32 bits.
   constexpr std::size_t TERMS = 1024;
   std::uint64_t energy = 0;
@@ -97,6 +97,16 @@ std::uint64_t sobelEnergy(const std::uint8_t *above, const std::uint8_t *row,
       sum += static_cast<std::uint32_t>(gx * gx) + static_cast<std::uint32_t>(gy * gy);
     }
     energy += sum;
+  }
+  return energy;
+}
+
+std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                          std::size_t w) {
+  std::uint64_t energy = 0;
+  for (std::size_t y = 1; y + 1 < rows; ++y) {
+    const std::uint8_t *row = top + y * stride;
+    energy += sobelEnergyOfRow(row - stride, row, row + stride, w);
   }
   return energy;
 }

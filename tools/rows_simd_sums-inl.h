@@ -98,49 +98,47 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i + plainRows().firstDifference(a + i, b + i, n - i);
 }
 
-std::uint64_t sobelEnergy(const std::uint8_t *above, const std::uint8_t *row,
-                          const std::uint8_t *below, std::size_t w) {
+std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                          std::size_t w) {
   const std::size_t N = hn::Lanes(d16);
   if (w < N + 2)
-    return plainRows().sobelEnergy(above, row, below, w);
-  // Gx and Gy of a column combine these two of its neighbours, which serve three columns each.
-  constexpr std::size_t COLUMNS = 1024, PAD = 64;
-  HWY_ALIGN std::int16_t smoothed[PAD + COLUMNS + PAD]; // down the column: above + 2 row + below
-  HWY_ALIGN std::int16_t change[PAD + COLUMNS + PAD];   // below - above
+    return plainRows().sobelEnergy(top, stride, rows, w);
   const hn::Rebind<std::uint8_t, decltype(d16)> half;
-  const auto combine = [&](std::size_t column, std::int16_t *toSmoothed, std::int16_t *toChange)
-                           HWY_ATTR {
-                             const V16 a = hn::PromoteTo(d16, hn::LoadU(half, above + column));
-                             const V16 r = hn::PromoteTo(d16, hn::LoadU(half, row + column));
-                             const V16 b = hn::PromoteTo(d16, hn::LoadU(half, below + column));
-                             hn::StoreU(hn::Add(hn::Add(a, b), hn::Add(r, r)), d16, toSmoothed);
-                             hn::StoreU(hn::Sub(b, a), d16, toChange);
-                           };
+  const auto load = [&](const std::uint8_t *p)
+                        HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half, p)); };
+  V32 even = hn::Zero(d32), odd = hn::Zero(d32);
   VU64 total = hn::Zero(du64);
-  for (std::size_t start = 0; start + 2 < w; start += COLUMNS - 2) {
-    const std::size_t columns = std::min(COLUMNS, w - start), centres = columns - 2;
-    std::int16_t *const s = smoothed + PAD, *const c = change + PAD;
-    std::size_t x = 0;
-    for (; x + N <= columns; x += N)
-      combine(start + x, s + x, c + x);
-    if (x < columns) // again some before them, perhaps from the padding on
-      combine(start + columns - N, s + columns - N, c + columns - N);
-    V32 even = hn::Zero(d32), odd = hn::Zero(d32);
-    for (x = 0; x < centres; x += N) {
-      const V16 middle = hn::LoadU(d16, c + x + 1);
-      V16 gx = hn::Sub(hn::LoadU(d16, s + x + 2), hn::LoadU(d16, s + x));
-      V16 gy = hn::Add(hn::Add(hn::LoadU(d16, c + x), hn::LoadU(d16, c + x + 2)),
-                       hn::Add(middle, middle));
-      if (centres - x < N) {
-        gx = hn::IfThenElseZero(hn::FirstN(d16, centres - x), gx);
-        gy = hn::IfThenElseZero(hn::FirstN(d16, centres - x), gy);
+  // Goes down a column of vectors, as each row's differences and sums along the row serve three
+  // rows. Gx is what two neighbouring pairs of rows have added up, Gy what is two rows apart.
+  const auto addColumn = [&](std::size_t x, std::size_t skipped) HWY_ATTR {
+    V16 difference = hn::Zero(d16), pair = difference, above = difference, middle = difference;
+    for (std::size_t y = 0; y < rows; ++y) {
+      const std::uint8_t *row = top + y * stride + x;
+      const V16 left = load(row), centre = load(row + 1), right = load(row + 2);
+      const V16 nextDifference = hn::Sub(right, left);
+      const V16 nextPair = hn::Add(difference, nextDifference);
+      const V16 below = hn::Add(hn::Add(left, right), hn::Add(centre, centre));
+      if (y >= 2) {
+        V16 gx = hn::Add(pair, nextPair), gy = hn::Sub(below, above);
+        if (skipped != 0) {
+          gx = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gx);
+          gy = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gy);
+        }
+        addSquares(gx, even, odd);
+        addSquares(gy, even, odd);
       }
-      addSquares(gx, even, odd);
-      addSquares(gy, even, odd);
+      difference = nextDifference;
+      pair = nextPair;
+      above = middle;
+      middle = below;
     }
-    // A lane took at most 4 * 1020^2 of each of at most 128 vectors.
-    moveSquares(even, odd, total);
-  }
+  };
+  const std::size_t columns = std::max<std::size_t>(SOBEL_STEPS / rows, 1);
+  forEachVector(
+      w - 2, N, columns, [&](std::size_t x) HWY_ATTR { addColumn(x, 0); },
+      [&]() HWY_ATTR { moveSquares(even, odd, total); },
+      [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest); });
+  moveSquares(even, odd, total);
   return sumOf(total);
 }
 

@@ -71,7 +71,7 @@ std::vector<Output> outputsOfRows(const RowOperations &form, const Rows &in) {
           {"squaredDifference", {form.squaredDifference(a, b, in.w)}},
           {"countEqual", {form.countEqual(a, b, in.w)}},
           {"firstDifference", {form.firstDifference(a, b, in.w)}},
-          {"sobelEnergy", {form.sobelEnergy(in.row(0), a, b, in.w)}},
+          {"sobelEnergy", {form.sobelEnergy(in.row(0), in.w, 8, in.w)}},
           {"absGradient", gradient.values()}};
 }
 
@@ -193,10 +193,12 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       EXPECT_EQ(rows().firstDifference(row.data(), row.data() + period, n), n);
       // Three rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
       const std::uint64_t steps = period == 4 ? n - 2 : 0;
-      EXPECT_EQ(rows().sobelEnergy(row.data(), row.data(), row.data(), n), steps * 1020 * 1020);
+      EXPECT_EQ(rows().sobelEnergy(row.data(), 0, 3, n), steps * 1020 * 1020);
       // Between a white row and a black one, the most that a row can have: Gx 510, Gy -1020.
-      const std::vector<std::uint8_t> whites(n, 255);
-      EXPECT_EQ(rows().sobelEnergy(whites.data(), row.data(), zeros.data(), n),
+      std::vector<std::uint8_t> three(3 * n);
+      std::fill_n(three.begin(), n, std::uint8_t{255});
+      std::copy_n(row.begin(), n, three.begin() + static_cast<std::ptrdiff_t>(n));
+      EXPECT_EQ(rows().sobelEnergy(three.data(), n, 3, n),
                 steps * 510 * 510 + (n - 2) * std::uint64_t{1020 * 1020});
     }
 }
