@@ -20,8 +20,7 @@ struct Work {
   explicit Work(std::size_t width)
       : w(width), blocks(w / 8), samples(pictureSamples(w, ROWS)), copy(samples),
         strip(64 * BLOCK_STRIP), gradients(3, std::vector<std::uint8_t>(w + 1)), borders(blocks),
-        deviations(blocks), sums(blocks), bytes(w), bits(w / 64 + 1), moreBits(bits.size()),
-        runs(w / 16), counts(w / 16) {
+        deviations(blocks), sums(blocks), bytes(w), bits(w / 64 + 1), moreBits(bits.size()) {
     for (std::size_t i = 0; i < strip.size(); ++i)
       strip[i] = samples[i % samples.size()];
     for (std::size_t i = 0; i < 3; ++i) {
@@ -30,9 +29,6 @@ struct Work {
     }
   }
   const std::uint8_t *row(std::size_t y) const { return samples.data() + y * w; }
-  const BoundaryPair *pairs(std::size_t y) const {
-    return reinterpret_cast<const BoundaryPair *>(row(y));
-  }
   bool gaveTheSame(const Work &other) const {
     const auto same = [](const auto &a, const auto &b) {
       return std::equal(a.begin(), a.end(), b.begin(), [](const auto &x, const auto &y) {
@@ -43,8 +39,7 @@ struct Work {
     };
     return value == other.value && squares == other.squares && same(borders, other.borders) &&
            same(deviations, other.deviations) && same(sums, other.sums) &&
-           same(bytes, other.bytes) && same(bits, other.bits) && same(moreBits, other.moreBits) &&
-           same(runs, other.runs) && same(counts, other.counts);
+           same(bytes, other.bytes) && same(bits, other.bits) && same(moreBits, other.moreBits);
   }
 
   std::size_t w, blocks;
@@ -58,7 +53,6 @@ struct Work {
   std::vector<std::uint16_t> sums;
   std::vector<std::uint8_t> bytes;
   std::vector<std::uint64_t> bits, moreBits;
-  std::vector<std::int32_t> runs, counts;
 };
 
 struct Operation {
@@ -132,11 +126,6 @@ const Operation OPERATIONS[] = {
     {"strongCrosses", 1,
      [](const RowOperations &form, Work &work) {
        form.strongCrosses(work.row(8), work.row(9), work.w, STRONG, work.bits.data());
-     }},
-    {"boundaryRuns", 1,
-     [](const RowOperations &form, Work &work) {
-       form.boundaryRuns(work.pairs(8), work.pairs(9), work.w / 16, STRONG, 12, work.runs.data(),
-                         work.counts.data());
      }},
     {"residualDeviations", 8,
      [](const RowOperations &form, Work &work) {

@@ -11,7 +11,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 namespace lumagauge {
@@ -20,7 +19,7 @@ namespace {
 
 constexpr std::uint64_t GRID_STEP = 16;
 constexpr std::uint64_t REGION = 256;
-constexpr std::int32_t MINIMUM_RUN = 12;
+constexpr std::uint64_t MINIMUM_RUN = 12;
 constexpr double THRESHOLD_FACTOR = 6.0; ///< times the picture's mean squared edge magnitude
 constexpr double TOO_SMALL = -1.0;
 constexpr std::uint64_t WORDS = REGION / 64; ///< of bits along a region's row
@@ -51,7 +50,8 @@ std::int64_t countRuns(const std::uint64_t *bits) {
   std::array<std::uint64_t, WORDS + 1> starts{};
   std::copy_n(bits, WORDS, starts.begin());
   static_assert(MINIMUM_RUN > 8 && MINIMUM_RUN <= 16);
-  for (const int shift : {1, 2, 4, MINIMUM_RUN - 8}) // lengths 2, 4, 8 and the minimum
+  constexpr std::uint64_t SHIFTS[] = {1, 2, 4, MINIMUM_RUN - 8}; // to lengths 2, 4, 8, the minimum
+  for (const std::uint64_t shift : SHIFTS)
     for (std::uint64_t i = 0; i < WORDS; ++i)
       starts[i] &= starts[i] >> shift | starts[i + 1] << (64 - shift);
   std::int64_t runs = 0;
@@ -62,43 +62,59 @@ std::int64_t countRuns(const std::uint64_t *bits) {
   return runs;
 }
 
-/// Runs along the row boundaries 16, 32, ... of each region. Boundary 0 is the picture's edge.
-void countAlongRows(const Image *luma, std::int32_t least, std::vector<std::int64_t> &counts) {
-  const std::uint64_t across = luma->w / REGION, w = across * REGION;
+/// Runs along the row boundaries 0, 16, 32, ... of each region. The first is the picture's edge and
+/// has none.
+std::vector<std::int64_t> countAlongRows(const Image *luma, std::int32_t least) {
+  const std::uint64_t across = luma->w / REGION, down = luma->h / REGION, w = across * REGION;
+  std::vector<std::int64_t> counts(across * down);
   std::vector<std::uint64_t> strong(w / 64);
-  for (std::uint64_t y = GRID_STEP; y < luma->h / REGION * REGION; y += GRID_STEP) {
+  for (std::uint64_t y = GRID_STEP; y < down * REGION; y += GRID_STEP) {
     const std::uint8_t *row = luma->data + y * luma->w;
     rows().strongCrosses(row - luma->w, row, w, least, strong.data());
     for (std::uint64_t bx = 0; bx < across; ++bx)
       counts[y / REGION * across + bx] += countRuns(strong.data() + bx * WORDS);
   }
+  return counts;
 }
 
-/// Runs along the column boundaries 16, 32, ... of each region.
-void countAlongColumns(const Image *luma, std::int32_t least, std::vector<std::int64_t> &counts) {
-  const std::uint64_t across = luma->w / REGION, down = luma->h / REGION;
-  const std::uint64_t boundaries = across * (REGION / GRID_STEP);
-  std::vector<BoundaryPair> above(boundaries), here(boundaries);
-  std::vector<std::int32_t> runs(boundaries), found(boundaries);
-  const auto gather = [&](std::uint64_t y, std::vector<BoundaryPair> &pairs) {
-    const std::uint8_t *row = luma->data + y * luma->w;
-    for (std::uint64_t i = 1; i < boundaries; ++i)
-      std::memcpy(&pairs[i], row + GRID_STEP * i - 1, sizeof pairs[i]);
-  };
-  gather(0, here);
-  for (std::uint64_t by = 0; by < down; ++by) {
-    std::fill(runs.begin(), runs.end(), 0);
-    std::fill(found.begin(), found.end(), 0);
-    for (std::uint64_t y = std::max<std::uint64_t>(by * REGION, 1); y < (by + 1) * REGION; ++y) {
-      above.swap(here);
-      gather(y, here);
-      // Boundary 0, the picture's edge, keeps its zeros and is never strong.
-      rows().boundaryRuns(above.data(), here.data(), boundaries, least, MINIMUM_RUN, runs.data(),
-                          found.data());
+/// Whether the Roberts cross of column x and row y is strong.
+bool isStrong(const Image *luma, std::uint64_t x, std::uint64_t y, std::int32_t least) {
+  const std::uint8_t *sample = luma->data + y * luma->w + x;
+  const std::uint8_t *above = sample - luma->w;
+  const std::int32_t dx = above[-1] - sample[0], dy = above[0] - sample[-1];
+  return dx * dx + dy * dy >= least;
+}
+
+/// Number of runs of at least MINIMUM_RUN strong rows along the boundary left of column x, within
+/// rows first..end-1.
+std::int64_t countRunsDown(const Image *luma, std::uint64_t x, std::uint64_t first,
+                           std::uint64_t end, std::int32_t least) {
+  std::int64_t runs = 0;
+  // Whatever run starts at `first` or later has the row looked at, or starts behind it.
+  for (std::uint64_t y; (y = first + MINIMUM_RUN - 1) < end;) {
+    std::uint64_t stop = y;
+    if (isStrong(luma, x, y, least)) {
+      std::uint64_t start = y;
+      while (start > first && isStrong(luma, x, start - 1, least))
+        --start;
+      do
+        ++stop;
+      while (stop < end && isStrong(luma, x, stop, least));
+      runs += stop - start >= MINIMUM_RUN;
     }
-    for (std::uint64_t i = 0; i < boundaries; ++i)
-      counts[by * across + i * GRID_STEP / REGION] += found[i];
+    first = stop + 1;
   }
+  return runs;
+}
+
+/// Runs along the column boundaries 0, 16, ... of one region, less the picture's edges.
+std::int64_t countAlongColumns(const Image *luma, std::uint64_t bx, std::uint64_t by,
+                               std::int32_t least) {
+  std::int64_t runs = 0;
+  for (std::uint64_t x = std::max(bx * REGION, GRID_STEP); x < (bx + 1) * REGION; x += GRID_STEP)
+    runs +=
+        countRunsDown(luma, x, std::max<std::uint64_t>(by * REGION, 1), (by + 1) * REGION, least);
+  return runs;
 }
 
 } // namespace
@@ -108,12 +124,11 @@ double measureBlockLoss(const Image *luma) {
   if (across == 0 || down == 0)
     return TOO_SMALL;
   const std::int32_t least = leastMagnitude(luma);
-  std::vector<std::int64_t> horizontal(across * down), vertical(across * down);
-  countAlongRows(luma, least, horizontal);
-  countAlongColumns(luma, least, vertical);
+  const std::vector<std::int64_t> alongRows = countAlongRows(luma, least);
   std::int64_t total = 0;
-  for (std::size_t region = 0; region < horizontal.size(); ++region)
-    total += horizontal[region] * vertical[region];
+  for (std::uint64_t region = 0; region < alongRows.size(); ++region)
+    if (alongRows[region] != 0) // or the product is 0 anyway
+      total += alongRows[region] * countAlongColumns(luma, region % across, region / across, least);
   return static_cast<double>(total) / static_cast<double>(across * down);
 }
 

@@ -246,16 +246,6 @@ void strongCrosses(const std::uint8_t *above, const std::uint8_t *row, std::size
   });
 }
 
-void boundaryRuns(const BoundaryPair *above, const BoundaryPair *row, std::size_t n,
-                  std::int32_t least, std::int32_t minimum, std::int32_t *runs,
-                  std::int32_t *counts) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const int dx = above[i].left - row[i].right, dy = above[i].right - row[i].left;
-    runs[i] = dx * dx + dy * dy >= least ? runs[i] + 1 : 0;
-    counts[i] += runs[i] == minimum;
-  }
-}
-
 void residualDeviations(const std::uint8_t *strip, std::size_t n, const double kernel[9],
                         double *deviations) {
   constexpr std::size_t LANES = 8; // blocks that go side by side; each keeps its own order of terms
@@ -303,7 +293,6 @@ const RowOperations &plainRows() {
       .edgeColumns = edgeColumns,
       .steps = steps,
       .strongCrosses = strongCrosses,
-      .boundaryRuns = boundaryRuns,
       .residualDeviations = residualDeviations,
   };
   return PLAIN;

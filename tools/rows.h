@@ -28,12 +28,6 @@ struct BorderSums {
   std::uint32_t border;
 };
 
-/// The two samples on either side of a column boundary.
-struct BoundaryPair {
-  std::uint8_t left;
-  std::uint8_t right;
-};
-
 /// Samples of 8x8 blocks, side by side: sample (x, y) of block i is at [(8 * y + x) * BLOCK_STRIP +
 /// i].
 constexpr std::size_t BLOCK_STRIP = 1000;
@@ -79,8 +73,8 @@ struct RowOperations {
   // --- Edges
 
   // A row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the word's end.
-  // `least` is at least 1. But for absGradient and boundaryRuns, the sample before each row (of the
-  // gradients, the middle one) must be there; its value does not matter.
+  // `least` is at least 1. But for absGradient, the sample before each row (of the gradients, the
+  // middle one) must be there; its value does not matter.
 
   /// gradient[x] = |row[x] - row[x-1]|, and 0 for x = 0.
   void (*absGradient)(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient);
@@ -98,11 +92,6 @@ struct RowOperations {
   /// (above[x-1] - row[x])^2 + (above[x] - row[x-1])^2, is at least `least`.
   void (*strongCrosses)(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
                         std::int32_t least, std::uint64_t *strong);
-  /// The same across n column boundaries: runs[i] counts the rows in a row at which boundary i is
-  /// strong, and counts[i] goes up by 1 when it reaches `minimum`.
-  void (*boundaryRuns)(const BoundaryPair *above, const BoundaryPair *row, std::size_t n,
-                       std::int32_t least, std::int32_t minimum, std::int32_t *runs,
-                       std::int32_t *counts);
 
   // --- Noise
 

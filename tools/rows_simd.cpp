@@ -48,7 +48,6 @@ const RowOperations *operations() {
       .edgeColumns = edgeColumns,
       .steps = steps,
       .strongCrosses = strongCrosses,
-      .boundaryRuns = boundaryRuns,
       .residualDeviations = residualDeviations,
   };
   return &VECTOR;

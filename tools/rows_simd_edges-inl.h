@@ -108,30 +108,6 @@ void strongCrosses(const std::uint8_t *above, const std::uint8_t *row, std::size
   strong[0] &= ~std::uint64_t{1};
 }
 
-void boundaryRuns(const BoundaryPair *above, const BoundaryPair *row, std::size_t n,
-                  std::int32_t least, std::int32_t minimum, std::int32_t *runs,
-                  std::int32_t *counts) {
-  const hn::Rebind<std::uint16_t, decltype(d32)> half;
-  const std::size_t N = hn::Lanes(d32);
-  const auto load = [&](const BoundaryPair *pairs) HWY_ATTR {
-    return hn::PromoteTo(d32, hn::LoadU(half, reinterpret_cast<const std::uint16_t *>(pairs)));
-  };
-  const V32 left = hn::Set(d32, 0xFF), one = hn::Set(d32, 1);
-  const V32 justBelow = hn::Set(d32, least - 1), enough = hn::Set(d32, minimum);
-  std::size_t i = 0;
-  for (; i + N <= n; i += N) {
-    const V32 a = load(above + i), r = load(row + i);
-    const V32 dx = hn::Sub(hn::And(a, left), hn::ShiftRight<8>(r));
-    const V32 dy = hn::Sub(hn::ShiftRight<8>(a), hn::And(r, left));
-    const auto strong = hn::Gt(hn::Add(hn::Mul(dx, dx), hn::Mul(dy, dy)), justBelow);
-    const V32 run = hn::IfThenElseZero(strong, hn::Add(hn::LoadU(d32, runs + i), one));
-    const V32 reached = hn::VecFromMask(d32, hn::Eq(run, enough));
-    hn::StoreU(run, d32, runs + i);
-    hn::StoreU(hn::Sub(hn::LoadU(d32, counts + i), reached), d32, counts + i);
-  }
-  plainRows().boundaryRuns(above + i, row + i, n - i, least, minimum, runs + i, counts + i);
-}
-
 } // namespace HWY_NAMESPACE
 } // namespace lumagauge
 HWY_AFTER_NAMESPACE();

@@ -120,14 +120,6 @@ std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
     Guarded<std::uint64_t> strong(words);
     form.strongCrosses(in.row(1), in.row(2), in.w, least, strong.data());
     outputs.push_back({"strongCrosses", strong.values()});
-    const auto pairs = [&](std::size_t y) {
-      return reinterpret_cast<const BoundaryPair *>(in.row(y));
-    };
-    Guarded<std::int32_t> runs(in.w / 2), counts(in.w / 2);
-    std::fill_n(runs.data(), in.w / 2, 11);
-    form.boundaryRuns(pairs(3), pairs(4), in.w / 2, least, 12, runs.data(), counts.data());
-    outputs.push_back({"boundaryRuns", runs.values()});
-    outputs.push_back({"boundaryRuns' counts", counts.values()});
   }
   return outputs;
 }
