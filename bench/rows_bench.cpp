@@ -19,14 +19,10 @@ constexpr std::int32_t STRONG = 600; ///< squared Roberts magnitude that a few p
 struct Work {
   explicit Work(std::size_t width)
       : w(width), blocks(w / 8), samples(pictureSamples(w, ROWS)), copy(samples),
-        strip(64 * BLOCK_STRIP), gradients(3, std::vector<std::uint8_t>(w + 1)), borders(blocks),
-        deviations(blocks), sums(blocks), bytes(w), bits(w / 64 + 1), moreBits(bits.size()) {
+        strip(64 * BLOCK_STRIP), borders(blocks), deviations(blocks), sums(blocks), bytes(w),
+        bits(w / 64 + 1), moreBits(bits.size()) {
     for (std::size_t i = 0; i < strip.size(); ++i)
       strip[i] = samples[i % samples.size()];
-    for (std::size_t i = 0; i < 3; ++i) {
-      plainRows().absGradient(row(8 + i), w, gradients[i].data() + 1);
-      around[i] = gradients[i].data() + 1;
-    }
   }
   const std::uint8_t *row(std::size_t y) const { return samples.data() + y * w; }
   bool gaveTheSame(const Work &other) const {
@@ -44,8 +40,6 @@ struct Work {
 
   std::size_t w, blocks;
   std::vector<std::uint8_t> samples, copy, strip;
-  std::vector<std::vector<std::uint8_t>> gradients;
-  const std::uint8_t *around[3]{};
   // Results
   std::uint64_t value = 0, squares = 0;
   std::vector<BorderSums> borders;
@@ -110,14 +104,10 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        form.columnBorders(work.row(9), work.blocks - 1, work.borders.data());
      }},
-    {"absGradient", 1,
-     [](const RowOperations &form, Work &work) {
-       form.absGradient(work.row(9), work.w, work.bytes.data());
-     }},
     {"edgeColumns", 1,
      [](const RowOperations &form, Work &work) {
-       work.value =
-           form.edgeColumns(work.around, work.row(8), work.row(9), work.w, 24, work.bits.data());
+       work.value = form.edgeColumns(work.row(8), work.row(8), work.row(9), work.row(10), work.w,
+                                     24, work.bits.data());
      }},
     {"steps", 1,
      [](const RowOperations &form, Work &work) {

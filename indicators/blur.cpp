@@ -79,18 +79,6 @@ private:
   std::vector<std::uint64_t> words;
 };
 
-/// Absolute horizontal differences of three neighbouring rows, each with a sample to spare before
-/// it.
-class GradientRows {
-public:
-  explicit GradientRows(std::uint64_t w) : stride(w + 1), samples(3 * stride) {}
-  std::uint8_t *row(std::uint64_t y) { return samples.data() + y % 3 * stride + 1; }
-
-private:
-  std::uint64_t stride;
-  std::vector<std::uint8_t> samples;
-};
-
 /// Bits of the columns x at which an edge falls: it does when the sample or its right neighbour is
 /// below the one before. For words 0..size-1.
 void fallingEdges(BitRow &below, std::vector<std::uint64_t> &falls) {
@@ -128,17 +116,14 @@ double measureBlur(const Image *luma) {
   // Edges are sought in the whole blocks, less the outermost rows and columns.
   const std::uint64_t columns = w / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
   const std::uint64_t lines = h / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
-  GradientRows gradients(w); // row 0 has none
-  rows().absGradient(luma->data + w, w, gradients.row(1));
+  const std::vector<std::uint8_t> flat(w + 2); // row 0 counts as one without gradients
   std::vector<std::uint64_t> edges((columns + 63) / 64), falls(edges.size());
   BitRow rising(w), falling(w);
   std::int64_t count = 0, width = 0;
   for (std::uint64_t y = 1; y < lines - 1; ++y) {
     const std::uint8_t *row = luma->data + y * w;
-    rows().absGradient(row + w, w, gradients.row(y + 1));
-    const std::uint8_t *const around[3] = {gradients.row(y - 1), gradients.row(y),
-                                           gradients.row(y + 1)};
-    const std::size_t found = rows().edgeColumns(around, row - w, row, columns,
+    const std::uint8_t *upper = y == 1 ? flat.data() + 2 : row - w;
+    const std::size_t found = rows().edgeColumns(upper, row - w, row, row + w, columns,
                                                  static_cast<std::uint8_t>(least), edges.data());
     if (found == 0)
       continue;

@@ -183,11 +183,8 @@ void columnBorders(const std::uint8_t *row, std::size_t borders, BorderSums *sum
   }
 }
 
-void absGradient(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient) {
-  if (w != 0)
-    gradient[0] = 0;
-  for (std::size_t x = 1; x < w; ++x)
-    gradient[x] = static_cast<std::uint8_t>(std::abs(row[x] - row[x - 1]));
+int gradient(const std::uint8_t *row, std::size_t x) {
+  return x == 0 ? 0 : std::abs(row[x] - row[x - 1]);
 }
 
 /// Writes a row of bits, bit(x) for column x.
@@ -205,25 +202,26 @@ template <class Bit> void writeBits(std::size_t w, std::uint64_t *words, Bit bit
   }
 }
 
-std::size_t edgeColumns(const std::uint8_t *const gradients[3], const std::uint8_t *above,
-                        const std::uint8_t *row, std::size_t w, std::uint8_t least,
-                        std::uint64_t *edges) {
-  const std::uint8_t *gAbove = gradients[0], *g = gradients[1], *gBelow = gradients[2];
+std::size_t edgeColumns(const std::uint8_t *upper, const std::uint8_t *above,
+                        const std::uint8_t *row, const std::uint8_t *below, std::size_t w,
+                        std::uint8_t least, std::uint64_t *edges) {
   const std::size_t words = (w + 63) / 64;
   std::fill_n(edges, words, 0);
   std::size_t count = 0;
   for (std::size_t start = 0; start < words; ++start) {
+    const std::size_t first = std::max<std::size_t>(64 * start, 1);
     const std::size_t end = std::min(64 * start + 64, w);
-    std::uint8_t largest = 0;
-    for (std::size_t x = 64 * start; x < end; ++x)
-      largest = std::max(largest, g[x]);
+    int largest = 0;
+    for (std::size_t x = first; x < end; ++x)
+      largest = std::max(largest, std::abs(row[x] - row[x - 1]));
     if (largest < least)
       continue;
-    for (std::size_t x = std::max<std::size_t>(64 * start, 1); x < std::min(end, w - 1); ++x) {
-      const bool alongRow =
-          (g[x] > g[x + 1]) & (g[x] >= g[x - 1]) & (g[x] >= std::abs(row[x] - above[x]));
-      const bool downColumn = (g[x] >= gAbove[x]) & (g[x] > gBelow[x]);
-      const bool edge = (g[x] >= least) & (alongRow | downColumn);
+    for (std::size_t x = first; x < std::min(end, w - 1); ++x) {
+      const int g = gradient(row, x);
+      const bool alongRow = (g > gradient(row, x + 1)) & (g >= gradient(row, x - 1)) &
+                            (g >= std::abs(row[x] - above[x]));
+      const bool downColumn = (g >= gradient(upper, x)) & (g > gradient(below, x));
+      const bool edge = (g >= least) & (alongRow | downColumn);
       edges[start] |= std::uint64_t{edge} << x % 64;
     }
     count += static_cast<std::size_t>(std::popcount(edges[start]));
@@ -289,7 +287,6 @@ const RowOperations &plainRows() {
       .changedBlocks = changedBlocks,
       .combBlocks = combBlocks,
       .columnBorders = columnBorders,
-      .absGradient = absGradient,
       .edgeColumns = edgeColumns,
       .steps = steps,
       .strongCrosses = strongCrosses,

@@ -73,17 +73,16 @@ struct RowOperations {
   // --- Edges
 
   // A row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the word's end.
-  // `least` is at least 1. But for absGradient, the sample before each row (of the gradients, the
-  // middle one) must be there; its value does not matter.
+  // `least` is at least 1. The two samples before each row must be there; their values do not
+  // matter. The gradient of a row at x is |row[x] - row[x-1]|, and 0 for x = 0.
 
-  /// gradient[x] = |row[x] - row[x-1]|, and 0 for x = 0.
-  void (*absGradient)(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient);
-  /// Bits of the columns 1..w-2 at which g = gradient[x] is at least `least` and a maximum: along
-  /// the row (above its right neighbour, at least its left one and at least |row[x] - above[x]|) or
-  /// down the column (at least gradientAbove[x], above gradientBelow[x]). Returns their number.
-  std::size_t (*edgeColumns)(const std::uint8_t *const gradients[3], const std::uint8_t *above,
-                             const std::uint8_t *row, std::size_t w, std::uint8_t least,
-                             std::uint64_t *edges);
+  /// Bits of the columns 1..w-2 at which the gradient of `row` is at least `least` and a maximum:
+  /// along the row (above its right neighbour, at least its left one and at least |row[x] -
+  /// above[x]|) or down the column (at least the gradient of `upper`, above that of `below`).
+  /// `upper` is `above`, or any other row that stands in for it. Returns their number.
+  std::size_t (*edgeColumns)(const std::uint8_t *upper, const std::uint8_t *above,
+                             const std::uint8_t *row, const std::uint8_t *below, std::size_t w,
+                             std::uint8_t least, std::uint64_t *edges);
   /// Bits of the columns at which row[x] is above (rising) or below (falling) row[x-1];
   /// 0 for x = 0.
   void (*steps)(const std::uint8_t *row, std::size_t w, std::uint64_t *rising,

@@ -44,7 +44,6 @@ const RowOperations *operations() {
       .changedBlocks = changedBlocks,
       .combBlocks = combBlocks,
       .columnBorders = columnBorders,
-      .absGradient = absGradient,
       .edgeColumns = edgeColumns,
       .steps = steps,
       .strongCrosses = strongCrosses,

@@ -17,19 +17,6 @@ HWY_BEFORE_NAMESPACE();
 namespace lumagauge {
 namespace HWY_NAMESPACE {
 
-void absGradient(const std::uint8_t *row, std::size_t w, std::uint8_t *gradient) {
-  const std::size_t N = hn::Lanes(d8);
-  if (w < N + 1)
-    return plainRows().absGradient(row, w, gradient);
-  gradient[0] = 0;
-  const auto difference = [&](std::size_t i) HWY_ATTR { // of columns i + 1 ...
-    hn::StoreU(absDifference8(hn::LoadU(d8, row + i + 1), hn::LoadU(d8, row + i)), d8,
-               gradient + i + 1);
-  };
-  forEachVector(
-      w - 1, N, w, difference, [] {}, [&](std::size_t i, std::size_t) HWY_ATTR { difference(i); });
-}
-
 /// Writes a row of bits: those of columns x ... from mask(x) for columns 0..n-1, zeros on to the
 /// end of the last word of w columns. n >= N.
 template <class D, class MaskAt>
@@ -48,29 +35,35 @@ HWY_INLINE void writeBits(D d, std::size_t n, std::size_t w, std::uint64_t *word
   }
 }
 
-std::size_t edgeColumns(const std::uint8_t *const gradients[3], const std::uint8_t *above,
-                        const std::uint8_t *row, std::size_t w, std::uint8_t least,
-                        std::uint64_t *edges) {
+std::size_t edgeColumns(const std::uint8_t *upper, const std::uint8_t *above,
+                        const std::uint8_t *row, const std::uint8_t *below, std::size_t w,
+                        std::uint8_t least, std::uint64_t *edges) {
   if (w < hn::Lanes(d8) + 1)
-    return plainRows().edgeColumns(gradients, above, row, w, least, edges);
-  const std::uint8_t *g = gradients[1];
+    return plainRows().edgeColumns(upper, above, row, below, w, least, edges);
+  const auto gradient = [](const std::uint8_t *at) HWY_ATTR {
+    return absDifference8(hn::LoadU(d8, at), hn::LoadU(d8, at - 1));
+  };
   const V8 threshold = hn::Set(d8, least);
   bool any = false;
   writeBits(d8, w - 1, w, edges, [&](std::size_t x) HWY_ATTR {
-    const V8 v = hn::LoadU(d8, g + x);
-    const M8 strong = atLeast(v, threshold);
-    if (hn::AllFalse(d8, strong))
+    const V8 g = gradient(row + x);
+    const M8 strong = atLeast(g, threshold);
+    if (hn::AllFalse(d8, strong)) // as most are
       return strong;
     any = true;
     const V8 vertical = absDifference8(hn::LoadU(d8, row + x), hn::LoadU(d8, above + x));
-    const M8 alongRow = hn::AndNot(atLeast(hn::LoadU(d8, g + x + 1), v),
-                                   atLeast(v, hn::Max(hn::LoadU(d8, g + x - 1), vertical)));
-    const M8 downColumn = hn::AndNot(atLeast(hn::LoadU(d8, gradients[2] + x), v),
-                                     atLeast(v, hn::LoadU(d8, gradients[0] + x)));
+    const M8 alongRow = hn::AndNot(atLeast(gradient(row + x + 1), g),
+                                   atLeast(g, hn::Max(gradient(row + x - 1), vertical)));
+    const M8 downColumn =
+        hn::AndNot(atLeast(gradient(below + x), g), atLeast(g, gradient(upper + x)));
     return hn::And(strong, hn::Or(alongRow, downColumn));
   });
   if (!any)
     return 0;
+  // Column 0 has no gradient, which columns 0 and 1 have been judged by.
+  std::uint64_t start = 0;
+  plainRows().edgeColumns(upper, above, row, below, 3, least, &start);
+  edges[0] = (edges[0] & ~std::uint64_t{3}) | start;
   std::size_t count = 0;
   for (std::size_t i = 0; i < (w + 63) / 64; ++i)
     count += hwy::PopCount(edges[i]);

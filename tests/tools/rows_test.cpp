@@ -64,15 +64,12 @@ struct Rows {
 std::vector<Output> outputsOfRows(const RowOperations &form, const Rows &in) {
   const std::uint8_t *a = in.row(1), *b = in.row(2);
   const Moments moments = form.moments(a, in.w);
-  Guarded<std::uint8_t> gradient(in.w);
-  form.absGradient(a, in.w, gradient.data());
   return {{"moments", {moments.sum, moments.squares}},
           {"absDifference", {form.absDifference(a, b, in.w)}},
           {"squaredDifference", {form.squaredDifference(a, b, in.w)}},
           {"countEqual", {form.countEqual(a, b, in.w)}},
           {"firstDifference", {form.firstDifference(a, b, in.w)}},
-          {"sobelEnergy", {form.sobelEnergy(in.row(0), in.w, 8, in.w)}},
-          {"absGradient", gradient.values()}};
+          {"sobelEnergy", {form.sobelEnergy(in.row(0), in.w, 8, in.w)}}};
 }
 
 std::vector<Output> outputsOfBlocks(const RowOperations &form, const Rows &in) {
@@ -99,17 +96,11 @@ std::vector<Output> outputsOfBlocks(const RowOperations &form, const Rows &in) {
 std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
   const std::size_t words = (in.w + 63) / 64;
   std::vector<Output> outputs;
-  std::vector<std::uint8_t> gradients(3 * (in.w + 1));
-  std::uint8_t *around[3];
-  for (std::size_t i = 0; i < 3; ++i) {
-    around[i] = gradients.data() + i * (in.w + 1) + 1;
-    plainRows().absGradient(in.row(1 + i), in.w, around[i]);
-  }
   for (const std::uint8_t least : std::initializer_list<std::uint8_t>{1, 3, 200, 255}) {
     Guarded<std::uint64_t> edges(words);
-    outputs.push_back(
-        {"edgeColumns' count",
-         {form.edgeColumns(around, in.row(1), in.row(2), in.w, least, edges.data())}});
+    outputs.push_back({"edgeColumns' count",
+                       {form.edgeColumns(in.row(5), in.row(1), in.row(2), in.row(3), in.w, least,
+                                         edges.data())}});
     outputs.push_back({"edgeColumns", edges.values()});
   }
   Guarded<std::uint64_t> rising(words), falling(words);
