@@ -20,7 +20,8 @@ struct Work {
   explicit Work(std::size_t width)
       : w(width), blocks(w / 8), samples(pictureSamples(w, ROWS)), copy(samples),
         strip(64 * BLOCK_STRIP), borders(blocks), deviations(blocks), sums(blocks), bytes(w),
-        bits(w / 64 + 1), moreBits(bits.size()) {
+        bits(w / 64 + 1), edges(bits.size()) {
+    plainRows().edgeColumns(row(8), row(8), row(9), row(10), w, 24, edges.data());
     for (std::size_t i = 0; i < strip.size(); ++i)
       strip[i] = samples[i % samples.size()];
   }
@@ -35,7 +36,7 @@ struct Work {
     };
     return value == other.value && squares == other.squares && same(borders, other.borders) &&
            same(deviations, other.deviations) && same(sums, other.sums) &&
-           same(bytes, other.bytes) && same(bits, other.bits) && same(moreBits, other.moreBits);
+           same(bytes, other.bytes) && same(bits, other.bits);
   }
 
   std::size_t w, blocks;
@@ -46,7 +47,7 @@ struct Work {
   std::vector<double> deviations;
   std::vector<std::uint16_t> sums;
   std::vector<std::uint8_t> bytes;
-  std::vector<std::uint64_t> bits, moreBits;
+  std::vector<std::uint64_t> bits, edges;
 };
 
 struct Operation {
@@ -109,9 +110,9 @@ const Operation OPERATIONS[] = {
        work.value = form.edgeColumns(work.row(8), work.row(8), work.row(9), work.row(10), work.w,
                                      24, work.bits.data());
      }},
-    {"steps", 1,
+    {"edgeWidths", 1,
      [](const RowOperations &form, Work &work) {
-       form.steps(work.row(9), work.w, work.bits.data(), work.moreBits.data());
+       work.value = form.edgeWidths(work.row(9), work.w, work.edges.data());
      }},
     {"strongCrosses", 1,
      [](const RowOperations &form, Work &work) {

@@ -9,10 +9,7 @@
 #include "tools/rows.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 namespace lumagauge {
@@ -39,70 +36,6 @@ std::uint32_t leastDifference(const Image *luma) {
   return least;
 }
 
-/// A row of bits with a word of zeros on either side, so that a run may be read across its ends.
-class BitRow {
-public:
-  explicit BitRow(std::uint64_t w) : words((w + 63) / 64 + 2) {}
-  std::uint64_t *data() { return words.data() + 1; }
-  void clear(std::uint64_t x) { data()[x / 64] &= ~(std::uint64_t{1} << x % 64); }
-
-  /// Number of set bits in a row from x on to the right, and from x on to the left.
-  int runRight(std::uint64_t x) const {
-    int run = 0;
-    for (;; x += WINDOW) {
-      const int ones = std::countr_one(eightBytes(byteOf(x)) >> x % 8);
-      run += std::min(ones, WINDOW);
-      if (ones < WINDOW)
-        return run;
-    }
-  }
-  int runLeft(std::uint64_t x) const {
-    int run = 0;
-    for (;; x -= WINDOW) {
-      const int ones = std::countl_one(eightBytes(byteOf(x) - 7) << (7 - x % 8));
-      run += std::min(ones, WINDOW);
-      if (ones < WINDOW)
-        return run;
-    }
-  }
-
-private:
-  static constexpr int WINDOW = 57; ///< bits of eight bytes that are left after any shift below 8
-
-  static std::uint64_t byteOf(std::uint64_t x) { return x / 8 + sizeof(std::uint64_t); }
-  std::uint64_t eightBytes(std::uint64_t from) const {
-    std::uint64_t bits;
-    std::memcpy(&bits, reinterpret_cast<const unsigned char *>(words.data()) + from, sizeof bits);
-    return bits;
-  }
-
-  std::vector<std::uint64_t> words;
-};
-
-/// Bits of the columns x at which an edge falls: it does when the sample or its right neighbour is
-/// below the one before. For words 0..size-1.
-void fallingEdges(BitRow &below, std::vector<std::uint64_t> &falls) {
-  const std::uint64_t *bits = below.data();
-  for (std::size_t i = 0; i < falls.size(); ++i)
-    falls[i] = bits[i] | bits[i] >> 1 | bits[i + 1] << 63;
-}
-
-/// Sum of the widths of a row's edges. The width of the one at column x: the run of steps in its
-/// direction to its right and, from x itself, to its left.
-std::int64_t totalWidth(const std::vector<std::uint64_t> &edges,
-                        const std::vector<std::uint64_t> &falls, const BitRow &rising,
-                        const BitRow &falling) {
-  const BitRow *const steps[2] = {&rising, &falling}; // an index, as no jump could be foreseen
-  std::int64_t width = 0;
-  for (std::size_t i = 0; i < edges.size(); ++i)
-    for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1) {
-      const auto bit = static_cast<std::uint64_t>(std::countr_zero(bits));
-      const BitRow &run = *steps[falls[i] >> bit & 1];
-      width += run.runRight(64 * i + bit + 1) + run.runLeft(64 * i + bit);
-    }
-  return width;
-}
-
 } // namespace
 
 double measureBlur(const Image *luma) {
@@ -117,26 +50,18 @@ double measureBlur(const Image *luma) {
   const std::uint64_t columns = w / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
   const std::uint64_t lines = h / BLUR_BLOCKSIZE * BLUR_BLOCKSIZE;
   const std::vector<std::uint8_t> flat(w + 2); // row 0 counts as one without gradients
-  std::vector<std::uint64_t> edges((columns + 63) / 64), falls(edges.size());
-  BitRow rising(w), falling(w);
-  std::int64_t count = 0, width = 0;
+  std::vector<std::uint64_t> edges((w + 63) / 64);
+  std::uint64_t count = 0, width = 0;
   for (std::uint64_t y = 1; y < lines - 1; ++y) {
     const std::uint8_t *row = luma->data + y * w;
     const std::uint8_t *upper = y == 1 ? flat.data() + 2 : row - w;
     const std::size_t found = rows().edgeColumns(upper, row - w, row, row + w, columns,
                                                  static_cast<std::uint8_t>(least), edges.data());
-    if (found == 0)
-      continue;
-    count += static_cast<std::int64_t>(found);
     // A block's threshold for steps is its deviation / 1024, which stays below 0.125: every step of
-    // at least 1 exceeds it, whatever the block. Runs end before the last column and after
-    // column 1.
-    rows().steps(row, w, rising.data(), falling.data());
-    fallingEdges(falling, falls);
-    for (BitRow *steps : {&rising, &falling})
-      for (const std::uint64_t x : {std::uint64_t{1}, w - 1})
-        steps->clear(x);
-    width += totalWidth(edges, falls, rising, falling);
+    // at least 1 exceeds it, whatever the block. So the row alone decides on widths.
+    if (found != 0)
+      width += rows().edgeWidths(row, w, edges.data());
+    count += found;
   }
   return width != 0 ? static_cast<double>(width) / static_cast<double>(count) : 0.0;
 }

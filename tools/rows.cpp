@@ -229,9 +229,23 @@ std::size_t edgeColumns(const std::uint8_t *upper, const std::uint8_t *above,
   return count;
 }
 
-void steps(const std::uint8_t *row, std::size_t w, std::uint64_t *rising, std::uint64_t *falling) {
-  writeBits(w, rising, [=](std::size_t x) { return x != 0 && row[x] > row[x - 1]; });
-  writeBits(w, falling, [=](std::size_t x) { return x != 0 && row[x] < row[x - 1]; });
+std::uint64_t edgeWidths(const std::uint8_t *row, std::size_t w, const std::uint64_t *edges) {
+  std::uint64_t width = 0;
+  for (std::size_t i = 0; i < (w + 63) / 64; ++i)
+    for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1) {
+      const std::size_t x = 64 * i + static_cast<std::size_t>(std::countr_zero(bits));
+      const bool falls = row[x] < row[x - 1] || row[x + 1] < row[x];
+      const auto steps = [&](std::size_t at) {
+        return falls ? row[at] < row[at - 1] : row[at] > row[at - 1];
+      };
+      std::size_t left = x, right = x + 1;
+      while (left >= 2 && steps(left))
+        --left;
+      while (right + 1 < w && steps(right))
+        ++right;
+      width += right - 1 - left;
+    }
+  return width;
 }
 
 void strongCrosses(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
@@ -288,7 +302,7 @@ const RowOperations &plainRows() {
       .combBlocks = combBlocks,
       .columnBorders = columnBorders,
       .edgeColumns = edgeColumns,
-      .steps = steps,
+      .edgeWidths = edgeWidths,
       .strongCrosses = strongCrosses,
       .residualDeviations = residualDeviations,
   };

@@ -83,10 +83,12 @@ struct RowOperations {
   std::size_t (*edgeColumns)(const std::uint8_t *upper, const std::uint8_t *above,
                              const std::uint8_t *row, const std::uint8_t *below, std::size_t w,
                              std::uint8_t least, std::uint64_t *edges);
-  /// Bits of the columns at which row[x] is above (rising) or below (falling) row[x-1];
-  /// 0 for x = 0.
-  void (*steps)(const std::uint8_t *row, std::size_t w, std::uint64_t *rising,
-                std::uint64_t *falling);
+  /// Sum of the widths of the edges at the columns whose bits are set, which are some of 1..w-2. An
+  /// edge falls when row[x] < row[x-1] or row[x+1] < row[x], otherwise it rises. Its width: the
+  /// number of samples in a row, from x + 1 on to the right and from x on to the left, that step in
+  /// its direction from the sample before. Columns 0, 1 and w-1 end a run. The 16 samples before
+  /// and after the row must be there; their values do not matter.
+  std::uint64_t (*edgeWidths)(const std::uint8_t *row, std::size_t w, const std::uint64_t *edges);
   /// Bits of the columns from 1 on at which the squared magnitude of the Roberts cross,
   /// (above[x-1] - row[x])^2 + (above[x] - row[x-1])^2, is at least `least`.
   void (*strongCrosses)(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,

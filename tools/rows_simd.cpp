@@ -45,7 +45,7 @@ const RowOperations *operations() {
       .combBlocks = combBlocks,
       .columnBorders = columnBorders,
       .edgeColumns = edgeColumns,
-      .steps = steps,
+      .edgeWidths = edgeWidths,
       .strongCrosses = strongCrosses,
       .residualDeviations = residualDeviations,
   };

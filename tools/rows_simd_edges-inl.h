@@ -70,17 +70,34 @@ std::size_t edgeColumns(const std::uint8_t *upper, const std::uint8_t *above,
   return count;
 }
 
-void steps(const std::uint8_t *row, std::size_t w, std::uint64_t *rising, std::uint64_t *falling) {
-  if (w < hn::Lanes(d8))
-    return plainRows().steps(row, w, rising, falling);
-  writeBits(d8, w, w, rising, [&](std::size_t x) HWY_ATTR {
-    return hn::Gt(hn::LoadU(d8, row + x), hn::LoadU(d8, row + x - 1));
-  });
-  writeBits(d8, w, w, falling, [&](std::size_t x) HWY_ATTR {
-    return hn::Lt(hn::LoadU(d8, row + x), hn::LoadU(d8, row + x - 1));
-  });
-  rising[0] &= ~std::uint64_t{1};
-  falling[0] &= ~std::uint64_t{1};
+std::uint64_t edgeWidths(const std::uint8_t *row, std::size_t w, const std::uint64_t *edges) {
+  const hn::CappedTag<std::uint8_t, 16> d; // most runs are shorter
+  const std::size_t N = hn::Lanes(d);
+  if (w < 2 * N)
+    return plainRows().edgeWidths(row, w, edges);
+  // Bits of the samples from `first` on that step in the direction. To rise is to fall backwards.
+  const auto steps = [&](const std::uint8_t *first, bool falls) HWY_ATTR {
+    std::uint64_t bits = 0;
+    const auto less = hn::Lt(hn::LoadU(d, first - !falls), hn::LoadU(d, first - falls));
+    hn::StoreMaskBits(d, less, reinterpret_cast<std::uint8_t *>(&bits));
+    return bits;
+  };
+  std::size_t width = 0;
+  for (std::size_t i = 0; i < (w + 63) / 64; ++i)
+    for (std::uint64_t bits = edges[i]; bits != 0; bits &= bits - 1) {
+      const std::size_t x = 64 * i + hwy::Num0BitsBelowLS1Bit_Nonzero64(bits);
+      const bool falls = (row[x] < row[x - 1]) | (row[x + 1] < row[x]); // hardly foreseeable
+      const std::size_t toLeft = x - 1, toRight = w - 2 - x;            // at most
+      std::size_t left = 0, right = 0, ones = N;
+      for (; ones == N && left < toLeft; left += ones) {
+        const std::uint64_t others = ~(steps(row + x - left + 1 - N, falls) << (64 - N));
+        ones = hwy::Num0BitsAboveMS1Bit_Nonzero64(others);
+      }
+      for (ones = N; ones == N && right < toRight; right += ones)
+        ones = hwy::Num0BitsBelowLS1Bit_Nonzero64(~steps(row + x + 1 + right, falls));
+      width += std::min(left, toLeft) + std::min(right, toRight);
+    }
+  return width;
 }
 
 void strongCrosses(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,

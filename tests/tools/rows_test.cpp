@@ -103,10 +103,10 @@ std::vector<Output> outputsOfEdges(const RowOperations &form, const Rows &in) {
                                          edges.data())}});
     outputs.push_back({"edgeColumns", edges.values()});
   }
-  Guarded<std::uint64_t> rising(words), falling(words);
-  form.steps(in.row(1), in.w, rising.data(), falling.data());
-  outputs.push_back({"steps up", rising.values()});
-  outputs.push_back({"steps down", falling.values()});
+  std::vector<std::uint64_t> all(words); // every column that may be an edge
+  for (std::size_t x = 1; x + 1 < in.w; ++x)
+    all[x / 64] |= std::uint64_t{1} << x % 64;
+  outputs.push_back({"edgeWidths", {form.edgeWidths(in.row(2), in.w, all.data())}});
   for (const std::int32_t least : {1, 20, 65025, 65535, 65536, 130050, 780301}) {
     Guarded<std::uint64_t> strong(words);
     form.strongCrosses(in.row(1), in.row(2), in.w, least, strong.data());
