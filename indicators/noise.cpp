@@ -98,8 +98,9 @@ std::size_t chooseBlocks(const Image *luma, const std::vector<std::uint16_t> &ha
       continue;
     const std::uint8_t *corner =
         luma->data + i / across * BLOCKSIZE * luma->w + i % across * BLOCKSIZE;
-    for (std::uint64_t k = 0; k < BLOCKSIZE * BLOCKSIZE; ++k)
-      strip[k * BLOCK_STRIP + chosen] = corner[k / BLOCKSIZE * luma->w + k % BLOCKSIZE];
+    for (std::uint64_t y = 0; y < BLOCKSIZE; ++y)
+      for (std::uint64_t x = 0; x < BLOCKSIZE; ++x)
+        strip[(y * BLOCKSIZE + x) * BLOCK_STRIP + chosen] = corner[y * luma->w + x];
     ++chosen;
   }
   return chosen;
