@@ -101,9 +101,9 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        work.value = form.combBlocks(work.row(8), work.w, work.w / 4);
      }},
-    {"columnBorders", 1,
+    {"columnBorders", 8,
      [](const RowOperations &form, Work &work) {
-       form.columnBorders(work.row(9), work.blocks - 1, work.borders.data());
+       form.columnBorders(work.row(8), work.w, 8, work.blocks - 1, work.borders.data());
      }},
     {"edgeColumns", 1,
      [](const RowOperations &form, Work &work) {

@@ -175,12 +175,14 @@ std::size_t combBlocks(const std::uint8_t *top, std::size_t stride, std::size_t 
   return combs;
 }
 
-void columnBorders(const std::uint8_t *row, std::size_t borders, BorderSums *sums) {
-  for (std::size_t i = 0; i < borders; ++i) {
-    const std::uint8_t *column = row + 8 * (i + 1);
-    sums[i].inside += static_cast<std::uint32_t>(std::abs(column[-1] - column[-2]));
-    sums[i].border += static_cast<std::uint32_t>(std::abs(column[-1] - column[0]));
-  }
+void columnBorders(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                   std::size_t borders, BorderSums *sums) {
+  for (std::size_t y = 0; y < rows; ++y)
+    for (std::size_t i = 0; i < borders; ++i) {
+      const std::uint8_t *column = top + y * stride + 8 * (i + 1);
+      sums[i].inside += static_cast<std::uint32_t>(std::abs(column[-1] - column[-2]));
+      sums[i].border += static_cast<std::uint32_t>(std::abs(column[-1] - column[0]));
+    }
 }
 
 int gradient(const std::uint8_t *row, std::size_t x) {

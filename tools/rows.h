@@ -66,9 +66,11 @@ struct RowOperations {
                         std::size_t blocks, std::uint8_t *changed);
   /// Number of 4x4 blocks whose every column goes strictly up, down, up or down, up, down.
   std::size_t (*combBlocks)(const std::uint8_t *top, std::size_t stride, std::size_t blocks);
-  /// For the border left of each of the columns c = 8, 16, ..., 8 * borders: adds |row[c-1] -
-  /// row[c-2]| to sums[c / 8 - 1].inside and |row[c-1] - row[c]| to its .border, modulo 2^32.
-  void (*columnBorders)(const std::uint8_t *row, std::size_t borders, BorderSums *sums);
+  /// In `rows` rows from `top` on, for the border left of each of the columns c = 8, 16, ...,
+  /// 8 * borders: adds |row[c-1] - row[c-2]| to sums[c / 8 - 1].inside and |row[c-1] - row[c]| to
+  /// its .border, modulo 2^32.
+  void (*columnBorders)(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                        std::size_t borders, BorderSums *sums);
 
   // --- Edges
 

@@ -90,7 +90,8 @@ std::size_t combBlocks(const std::uint8_t *top, std::size_t stride, std::size_t 
   return combs + plainRows().combBlocks(top + x, stride, blocks - x / 4);
 }
 
-void columnBorders(const std::uint8_t *row, std::size_t borders, BorderSums *sums) {
+void columnBorders(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                   std::size_t borders, BorderSums *sums) {
   const std::size_t N = hn::Lanes(du64);
   // Of each eight differences from column 6 on, the first is inside and the second across the
   // border. They go to the two halves of the 64 bits.
@@ -101,13 +102,16 @@ void columnBorders(const std::uint8_t *row, std::size_t borders, BorderSums *sum
   const V8 places = hn::LoadDup128(d8, PLACES);
   std::size_t i = 0;
   for (; i + N < borders; i += N) { // the last vector would read past the columns named
-    const std::uint8_t *column = row + 8 * i + 6;
-    const V8 difference = absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1));
-    const V8 spread = hn::TableLookupBytesOr0(difference, places);
     auto *out = reinterpret_cast<std::uint32_t *>(sums + i);
-    hn::StoreU(hn::Add(hn::LoadU(du32, out), hn::BitCast(du32, spread)), du32, out);
+    auto sum = hn::LoadU(du32, out);
+    const std::uint8_t *column = top + 8 * i + 6;
+    for (std::size_t y = 0; y < rows; ++y, column += stride) {
+      const V8 difference = absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1));
+      sum = hn::Add(sum, hn::BitCast(du32, hn::TableLookupBytesOr0(difference, places)));
+    }
+    hn::StoreU(sum, du32, out);
   }
-  plainRows().columnBorders(row + 8 * i, borders - i, sums + i);
+  plainRows().columnBorders(top + 8 * i, stride, rows, borders - i, sums + i);
 }
 
 void residualDeviations(const std::uint8_t *strip, std::size_t n, const double kernel[9],

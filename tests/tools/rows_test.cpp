@@ -85,7 +85,7 @@ std::vector<Output> outputsOfBlocks(const RowOperations &form, const Rows &in) {
   for (std::size_t i = 3; i < other.size(); i += 61)
     other[i] ^= 1;
   form.changedBlocks(in.top, other.data(), in.w, blocks, changed.data());
-  form.columnBorders(in.row(3), borders, borderSums.data()); // on top of the poison
+  form.columnBorders(in.row(3), in.w, 5, borders, borderSums.data()); // on top of the poison
   return {{"blockSums", sums.values()},
           {"blockDeviations", deviations.values()},
           {"changedBlocks", changed.values()},
