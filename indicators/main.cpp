@@ -213,7 +213,7 @@ void measureChange(const RunParameters &run, RunPictures &pictures, TemporalValu
 
 /// Wants the blackout flag of this very frame, so it comes after its threads. Waiting for that one
 /// thread alone would put the main thread to sleep while it has flickering to measure.
-void measureFreezing(const RunParameters &run, TemporalValues &values) {
+void judgeFreezing(const RunParameters &run, TemporalValues &values) {
   if ((run.requested & TEMPORAL_ACTIVITY_BIT) != 0 && (run.requested & FREEZING_BIT) != 0)
     values.freezing = freezing(Results.blackout, values.activity, run.fps);
 }
@@ -233,7 +233,7 @@ int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *vi
       measureChange(run, pictures, temporal);
     threads.joinAll();
     if (hasPrevious)
-      measureFreezing(run, temporal);
+      judgeFreezing(run, temporal);
     if (indicatorLackedMemory)
       throw std::bad_alloc();
     printReportRows({frame, Results, temporal.activity, temporal.freezing, temporal.flickering},

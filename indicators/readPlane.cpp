@@ -5,6 +5,8 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace lumagauge {
 
 namespace {
@@ -68,7 +70,9 @@ std::size_t readPlane(std::FILE *video, off_t from, std::size_t size, std::uint8
   if (size < SHARED_FROM || !startElsewhere(&thread, &share))
     return std::fread(plane, 1, size, video);
   std::size_t bytes = std::fread(plane, 1, first, video);
+  const int error = errno;
   pthread_join(thread, nullptr);
+  errno = error;
   if (bytes < first)
     return bytes;
   bytes += share.got;

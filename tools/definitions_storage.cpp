@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 namespace lumagauge {
 
@@ -22,13 +21,14 @@ template <class Sample> Sample *allocateZeroed(std::uint64_t w, std::uint64_t h)
 }
 
 #ifdef MADV_HUGEPAGE
-/// Frames of this size and more lie in huge pages where the system has them: fewer addresses to
-/// translate make reading and measuring them faster.
-constexpr std::uint64_t LARGE = 1 << 20, HUGE_PAGE = 1 << 21;
+/// Frames of these sizes, up to 8K, lie in huge pages where the system has them: fewer addresses to
+/// translate make reading and measuring them faster. The memory is taken at once, so what is
+/// larger, perhaps by mistake, is left to be taken when it is used.
+constexpr std::uint64_t LARGE = 1 << 20, HUGE_PAGE = 1 << 21, TOO_LARGE = 1 << 26;
 
 template <> std::uint8_t *allocateZeroed(std::uint64_t w, std::uint64_t h) {
   const std::uint64_t samples = w * h;
-  if (samples < LARGE || samples > std::numeric_limits<std::uint64_t>::max() / 2)
+  if (samples < LARGE || samples > TOO_LARGE)
     return static_cast<std::uint8_t *>(std::calloc(samples, 1));
   const std::uint64_t bytes = (samples + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE;
   void *memory = std::aligned_alloc(HUGE_PAGE, bytes);

@@ -219,10 +219,10 @@ std::size_t edgeColumns(const std::uint8_t *upper, const std::uint8_t *above,
     if (largest < least)
       continue;
     for (std::size_t x = first; x < std::min(end, w - 1); ++x) {
-      const int g = gradient(row, x);
-      const bool alongRow = (g > gradient(row, x + 1)) & (g >= gradient(row, x - 1)) &
-                            (g >= std::abs(row[x] - above[x]));
-      const bool downColumn = (g >= gradient(upper, x)) & (g > gradient(below, x));
+      const int g = gradient(row, x), left = gradient(row, x - 1), right = gradient(row, x + 1);
+      const int gUpper = gradient(upper, x), gBelow = gradient(below, x);
+      const bool alongRow = (g > right) & (g >= left) & (g >= std::abs(row[x] - above[x]));
+      const bool downColumn = (g >= gUpper) & (g > gBelow);
       const bool edge = (g >= least) & (alongRow | downColumn);
       edges[start] |= std::uint64_t{edge} << x % 64;
     }

@@ -75,24 +75,26 @@ struct RowOperations {
   // --- Edges
 
   // A row of bits has bit x % 64 of word x / 64 for column x, and zeros from w to the word's end.
-  // `least` is at least 1. The two samples before each row must be there; their values do not
+  // `least` is at least 1. Of samples that must be there before or after a row, the values do not
   // matter. The gradient of a row at x is |row[x] - row[x-1]|, and 0 for x = 0.
 
   /// Bits of the columns 1..w-2 at which the gradient of `row` is at least `least` and a maximum:
   /// along the row (above its right neighbour, at least its left one and at least |row[x] -
   /// above[x]|) or down the column (at least the gradient of `upper`, above that of `below`).
-  /// `upper` is `above`, or any other row that stands in for it. Returns their number.
+  /// `upper` is `above`, or any other row that stands in for it. Two samples before `row` and one
+  /// before `upper` and `below` must be there. Returns the number of bits.
   std::size_t (*edgeColumns)(const std::uint8_t *upper, const std::uint8_t *above,
                              const std::uint8_t *row, const std::uint8_t *below, std::size_t w,
                              std::uint8_t least, std::uint64_t *edges);
   /// Sum of the widths of the edges at the columns whose bits are set, which are some of 1..w-2. An
   /// edge falls when row[x] < row[x-1] or row[x+1] < row[x], otherwise it rises. Its width: the
   /// number of samples in a row, from x + 1 on to the right and from x on to the left, that step in
-  /// its direction from the sample before. Columns 0, 1 and w-1 end a run. The 16 samples before
-  /// and after the row must be there; their values do not matter.
+  /// its direction from the sample before. Columns 0, 1 and w-1 end a run. 16 samples before and
+  /// after the row must be there.
   std::uint64_t (*edgeWidths)(const std::uint8_t *row, std::size_t w, const std::uint64_t *edges);
   /// Bits of the columns from 1 on at which the squared magnitude of the Roberts cross,
-  /// (above[x-1] - row[x])^2 + (above[x] - row[x-1])^2, is at least `least`.
+  /// (above[x-1] - row[x])^2 + (above[x] - row[x-1])^2, is at least `least`. One sample before
+  /// each row must be there.
   void (*strongCrosses)(const std::uint8_t *above, const std::uint8_t *row, std::size_t w,
                         std::int32_t least, std::uint64_t *strong);
 

@@ -38,7 +38,7 @@ struct Target {
 };
 constexpr Target TARGETS[] = {
     {HWY_SSSE3, {.leaf1Ecx = bit_SSE3 | bit_SSSE3}},
-    {HWY_SSE4, {.leaf1Ecx = bit_SSE4_1 | bit_SSE4_2 | bit_PCLMUL | bit_AES}},
+    {HWY_SSE4, {.leaf1Ecx = bit_SSE4_1 | bit_SSE4_2 | bit_PCLMUL | bit_AES | bit_POPCNT}},
     {HWY_AVX2,
      {.leaf1Ecx = bit_OSXSAVE | bit_AVX | bit_FMA | bit_F16C,
       .leaf7Ebx = bit_AVX2 | bit_BMI | bit_BMI2,

@@ -121,7 +121,9 @@ TEST(Measures, OfTheBlockGrid) {
          {"runs of 11 along columns", rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
          {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
          {"columns' runs end with their region",
-          rectangles(256, 512, {{96, 250, 16, 12}, {96, 320, 16, 8}}), 0.0},
+          rectangles(256, 512, {{96, 245, 16, 21}, {32, 64, 16, 8}, {32, 320, 16, 8}}), 0.0},
+         {"and reach its last row",
+          rectangles(256, 256, {{96, 228, 16, 2}, {96, 244, 16, 11}, {32, 64, 16, 8}}), 2.0},
          {"edges exactly at the threshold", dottedBlock(409), 0.0},
          {"edges just above it", dottedBlock(408), 4.0}});
   check(measureInterlace,
@@ -190,6 +192,10 @@ TEST(Measures, OfShapes) {
        // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
        {"edges exactly at the threshold",
         luma(30, 16, [](int x, int) { return x >= 8 && x < 12 ? 50 : 0; }), 0.0},
+       {"row 0 has no gradient",
+        luma(64, 32, [](int x, int y) { return x < 32 || y > 1 ? 0
+                                               : y == 0        ? 255
+                                                               : 120; }), 1.0},
        {"only steps of 255 are edges",
         luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
        // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is

@@ -35,6 +35,11 @@ std::vector<Subject> subjects() {
       {"grainy shapes", [=](int x, int y) { return shapes(x, y) + random(x, y) % 5; }},
       {"lost blocks",
        [=](int x, int y) { return (x / 16 + y / 16 * 5) % 11 == 0 ? 255 : shapes(x, y) / 4; }},
+      {"broken lines on the grid",
+       [](int x, int y) {
+         const int phase = y + x / 16 * 3, length = 12 + phase / 15 % 3; // runs of 11 to 13
+         return (x % 16 == 0 && phase % 15 < length) || (y % 64 == 0 && x % 40 < 30) ? 255 : 0;
+       }},
       {"smeared strip",
        [=](int x, int y) { return y / 16 % 3 == 1 ? random(x % 16, y) : random(x, y); }},
       {"half faintly checked",

@@ -45,7 +45,7 @@ struct Output {
 };
 
 /// Eight rows of w samples in memory of exactly their size, `lead` samples behind its start (at
-/// least one, as edges look at the sample before a row).
+/// least one, as block operations look at the sample before a row).
 struct Rows {
   Rows(std::size_t width, std::size_t lead, const std::function<int(int, int)> &sample)
       : w(width), samples(lead + 8 * w), top(samples.data() + lead) {
@@ -177,6 +177,9 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       // Three rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
       const std::uint64_t steps = period == 4 ? n - 2 : 0;
       EXPECT_EQ(rows().sobelEnergy(row.data(), 0, 3, n), steps * 1020 * 1020);
+      if (n < 1 << 24) {
+        EXPECT_EQ(rows().sobelEnergy(row.data(), 0, 500, n), 498 * steps * 1020 * 1020);
+      }
       // Between a white row and a black one, the most that a row can have: Gx 510, Gy -1020.
       std::vector<std::uint8_t> three(3 * n);
       std::fill_n(three.begin(), n, std::uint8_t{255});
