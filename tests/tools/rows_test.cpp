@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstring>
 #include <string>
 
@@ -119,10 +118,7 @@ void expectSame(const std::vector<Output> &expected, const std::vector<Output> &
                 const std::string &input) {
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const auto &[operation, values] = expected[i];
-    ASSERT_EQ(values.size(), got[i].values.size())
-        << operation << " wrote past its output, " << input;
-    for (std::size_t k = 0; k < values.size(); ++k)
-      ASSERT_EQ(values[k], got[i].values[k]) << operation << " at " << k << ", " << input;
+    ASSERT_EQ(values, got[i].values) << operation << " (more: wrote past its output), " << input;
   }
 }
 
@@ -174,12 +170,10 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       EXPECT_EQ(rows().squaredDifference(zeros.data(), row.data(), n), 65025 * white);
       EXPECT_EQ(rows().countEqual(row.data(), zeros.data(), n), n - white);
       EXPECT_EQ(rows().firstDifference(row.data(), row.data() + period, n), n);
-      // Three rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
+      // Rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
       const std::uint64_t steps = period == 4 ? n - 2 : 0;
-      EXPECT_EQ(rows().sobelEnergy(row.data(), 0, 3, n), steps * 1020 * 1020);
-      if (n < 1 << 24) {
-        EXPECT_EQ(rows().sobelEnergy(row.data(), 0, 500, n), 498 * steps * 1020 * 1020);
-      }
+      const std::size_t h = n < 1 << 24 ? 500 : 3;
+      EXPECT_EQ(rows().sobelEnergy(row.data(), 0, h, n), (h - 2) * steps * 1020 * 1020);
       // Between a white row and a black one, the most that a row can have: Gx 510, Gy -1020.
       std::vector<std::uint8_t> three(3 * n);
       std::fill_n(three.begin(), n, std::uint8_t{255});
