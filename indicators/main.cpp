@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop,
-// threads.
+// `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop.
+#include "indicators/frameThreads.h"
 #include "indicators/indicators.h"
 #include "indicators/readPlane.h"
 #include "indicators/report.h"
 #include "tools/working_picture.h"
 
-#include <pthread.h>
 #include <sys/types.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -28,25 +26,6 @@ constexpr int SUCCESS = 0;
 constexpr int FAILURE = -1;
 constexpr int DEFAULT_FPS = 25;
 
-struct PerFrameIndicator {
-  std::uint32_t bit;
-  void *(*routine)(void *);
-};
-/// In the order in which their threads are started and joined.
-constexpr std::array<PerFrameIndicator, 12> PER_FRAME_INDICATORS{{
-    {0x1, blockiness},
-    {0x2, spatialActivity},
-    {0x4, letterbox},
-    {0x8, pillarbox},
-    {0x10, blockLoss},
-    {0x20, blur},
-    {0x200, exposure},
-    {0x800, interlace},
-    {0x1000, noise},
-    {0x2000, slice},
-    {0x80, blackout},
-    {0x400, contrastRMS},
-}};
 constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = 0x40;
 constexpr std::uint32_t FREEZING_BIT = 0x100;
 constexpr std::uint32_t FLICKERING_BIT = 0x4000;
@@ -150,35 +129,6 @@ bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, st
   std::printf("Error description: %s \n", std::strerror(error));
   return false;
 }
-
-/// The threads of one frame. All are joined at the latest when it is destroyed.
-class FrameThreads {
-public:
-  /// Starts a thread for each requested indicator; one that cannot be created runs here and now.
-  FrameThreads(std::uint32_t requested, Image *luma) {
-    for (std::size_t i = 0; i < PER_FRAME_INDICATORS.size(); ++i) {
-      const PerFrameIndicator &indicator = PER_FRAME_INDICATORS[i];
-      if ((requested & indicator.bit) == 0)
-        continue;
-      running[i] = pthread_create(&threads[i], nullptr, indicator.routine, luma) == 0;
-      if (!running[i])
-        indicator.routine(luma);
-    }
-  }
-  ~FrameThreads() { joinAll(); }
-  FrameThreads(const FrameThreads &) = delete;
-  FrameThreads &operator=(const FrameThreads &) = delete;
-
-  void joinAll() {
-    for (std::size_t i = 0; i < PER_FRAME_INDICATORS.size(); ++i)
-      if (std::exchange(running[i], false))
-        pthread_join(threads[i], nullptr);
-  }
-
-private:
-  std::array<pthread_t, PER_FRAME_INDICATORS.size()> threads{};
-  std::array<bool, PER_FRAME_INDICATORS.size()> running{};
-};
 
 /// What lives for the whole run.
 struct RunPictures {

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Where the threads of a frame run: the system gives each a CPU when it is created, when it knows
+// nothing of their lengths, and for less than a millisecond it does not look again. So a CPU would
+// run out of work while costly threads queue at another, for a fifth of the time of a frame on two
+// CPUs. Whoever is about to leave its CPU therefore fetches a waiting thread to it.
+#include "indicators/frameThreads.h"
+
+#include "indicators/indicators.h"
+
+#include <sched.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace lumagauge {
+
+namespace {
+
+struct PerFrameIndicator {
+  std::uint32_t bit;
+  void *(*routine)(void *);
+};
+/// In the order in which their threads are started and joined.
+constexpr std::array<PerFrameIndicator, PER_FRAME_INDICATOR_COUNT> PER_FRAME_INDICATORS{{
+    {0x1, blockiness},
+    {0x2, spatialActivity},
+    {0x4, letterbox},
+    {0x8, pillarbox},
+    {0x10, blockLoss},
+    {0x20, blur},
+    {0x200, exposure},
+    {0x800, interlace},
+    {0x1000, noise},
+    {0x2000, slice},
+    {0x80, blackout},
+    {0x400, contrastRMS},
+}};
+
+std::ptrdiff_t countRequested(std::uint32_t requested) {
+  return std::count_if(PER_FRAME_INDICATORS.begin(), PER_FRAME_INDICATORS.end(),
+                       [=](const auto &indicator) { return (requested & indicator.bit) != 0; });
+}
+
+} // namespace
+
+FrameThreads::FrameThreads(std::uint32_t requested, Image *picture)
+    : luma(picture), measured(countRequested(requested)) {
+  for (std::size_t i = 0; i < PER_FRAME_INDICATOR_COUNT; ++i) {
+    if ((requested & PER_FRAME_INDICATORS[i].bit) == 0)
+      continue;
+    Thread &thread = threads[i];
+    thread.frame = this;
+    thread.routine = PER_FRAME_INDICATORS[i].routine;
+    thread.toJoin = pthread_create(&thread.handle, nullptr, run, &thread) == 0;
+    if (!thread.toJoin)
+      run(&thread);
+    Stage stage = Stage::STARTING; // it may run already
+    thread.stage.compare_exchange_strong(stage, Stage::WAITING);
+  }
+}
+
+void *FrameThreads::run(void *argument) {
+  Thread &thread = *static_cast<Thread *>(argument);
+  thread.stage = Stage::RUNNING;
+  thread.routine(thread.frame->luma);
+  thread.frame->fetchWaiting();
+  thread.frame->measured.count_down();
+  return nullptr;
+}
+
+/// Moves a waiting thread to the CPU of the caller, unless one waits here already. It is the last
+/// one created, as the CPU where it waits comes to it last.
+void FrameThreads::fetchWaiting() {
+#ifdef __GLIBC__
+  const int cpu = sched_getcpu();
+  Thread *last = nullptr;
+  for (Thread &thread : threads)
+    if (thread.stage == Stage::WAITING) {
+      if (thread.boundTo == cpu)
+        return;
+      last = &thread;
+    }
+  if (last == nullptr || cpu < 0)
+    return;
+  last->boundTo = cpu;
+  cpu_set_t here;
+  CPU_ZERO(&here);
+  CPU_SET(static_cast<std::size_t>(cpu), &here);
+  // May come when it runs, which only moves it, but never when it is joined: see joinAll.
+  pthread_setaffinity_np(last->handle, sizeof here, &here);
+#endif
+}
+
+void FrameThreads::joinAll() {
+  fetchWaiting();
+  measured.wait(); // until then, any thread may use the handle of any other
+  for (Thread &thread : threads)
+    if (std::exchange(thread.toJoin, false))
+      pthread_join(thread.handle, nullptr);
+}
+
+} // namespace lumagauge
