@@ -80,6 +80,10 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        work.value = form.firstDifference(work.row(9), work.copy.data() + 9 * work.w, work.w);
      }},
+    {"crossEnergy", 8,
+     [](const RowOperations &form, Work &work) {
+       work.value = form.crossEnergy(work.row(8), work.w, 9, work.w);
+     }},
     {"sobelEnergy", 8,
      [](const RowOperations &form, Work &work) {
        work.value = form.sobelEnergy(work.row(8), work.w, 10, work.w);

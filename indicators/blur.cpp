@@ -23,12 +23,13 @@ constexpr double EDGE_FACTOR = 16.0; ///< times the mean squared horizontal diff
 /// threshold; 256 when there is none. The differences of row 0 and column 0 count as zeros in the
 /// mean.
 std::uint32_t leastDifference(const Image *luma) {
-  std::uint64_t energy = 0;
-  for (std::uint64_t y = 1; y < luma->h; ++y) {
-    const std::uint8_t *row = luma->data + y * luma->w;
-    energy += rows().squaredDifference(row + 1, row, luma->w - 1);
-  }
-  const double area = static_cast<double>(luma->w) * static_cast<double>(luma->h);
+  // All rows but row 0 in one go, less what is between a row's end and the next one's start.
+  const std::uint64_t w = luma->w;
+  const std::uint8_t *first = luma->data + w;
+  std::uint64_t energy = rows().squaredDifference(first + 1, first, w * (luma->h - 1) - 1);
+  for (const std::uint8_t *row = first + w; row < luma->data + w * luma->h; row += w)
+    energy -= static_cast<std::uint64_t>((row[0] - row[-1]) * (row[0] - row[-1]));
+  const double area = static_cast<double>(w) * static_cast<double>(luma->h);
   const double threshold = static_cast<double>(energy) / area * EDGE_FACTOR;
   std::uint32_t least = 1;
   while (least < 256 && !(least * least > threshold))

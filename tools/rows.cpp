@@ -81,6 +81,17 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i;
 }
 
+std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                          std::size_t w) {
+  std::uint64_t energy = 0;
+  for (std::size_t y = 1; w > 1 && y < rows; ++y) {
+    const std::uint8_t *row = top + y * stride, *above = row - stride;
+    energy += squaredDifference(above, row + 1, w - 1); // falling diagonals
+    energy += squaredDifference(above + 1, row, w - 1); // rising ones
+  }
+  return energy;
+}
+
 std::uint64_t sobelEnergyOfRow(const std::uint8_t *above, const std::uint8_t *row,
                                const std::uint8_t *below, std::size_t w) {
   // A term is at most 2 * 1020^2, so 1024 of them add up in 32 bits.
@@ -297,6 +308,7 @@ const RowOperations &plainRows() {
       .squaredDifference = squaredDifference,
       .countEqual = countEqual,
       .firstDifference = firstDifference,
+      .crossEnergy = crossEnergy,
       .sobelEnergy = sobelEnergy,
       .blockSums = blockSums,
       .blockDeviations = blockDeviations,

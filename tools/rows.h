@@ -45,6 +45,10 @@ struct RowOperations {
   std::size_t (*countEqual)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
   /// The first i at which a[i] and b[i] differ, n when none does.
   std::size_t (*firstDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  /// Sum of the squared magnitudes of the Roberts cross, (above[x-1] - row[x])^2 + (above[x] -
+  /// row[x-1])^2, over 2 to 500 rows but the first, at `top`, and over the columns from 1 on.
+  std::uint64_t (*crossEnergy)(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                               std::size_t w);
   /// Sum of Gx^2 + Gy^2 of the Sobel operator over the inner samples of 3 to 500 rows, the first at
   /// `top` and the others `stride` samples apart: not the outermost rows and columns. 0 when w < 3.
   std::uint64_t (*sobelEnergy)(const std::uint8_t *top, std::size_t stride, std::size_t rows,

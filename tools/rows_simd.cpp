@@ -38,6 +38,7 @@ const RowOperations *operations() {
       .squaredDifference = squaredDifference,
       .countEqual = countEqual,
       .firstDifference = firstDifference,
+      .crossEnergy = crossEnergy,
       .sobelEnergy = sobelEnergy,
       .blockSums = blockSums,
       .blockDeviations = blockDeviations,

@@ -39,8 +39,9 @@ using M8 = hn::Mask<decltype(d8)>;
 /// Squares of samples and differences add up in 32-bit lanes for this many steps: a step adds at
 /// most 4 * 255^2 (two vectors of two squares) to a lane, so this many and one stay below 2^31.
 constexpr std::size_t SQUARE_STEPS = 8191;
-/// A Sobel step adds at most 4 * 1020^2.
-constexpr std::size_t SOBEL_STEPS = 511;
+/// A step of the Roberts cross adds at most 8 * 255^2, one of Sobel at most 8 * 765^2: below 2^32,
+/// as the lanes are without a sign.
+constexpr std::size_t CROSS_STEPS = 8256, SOBEL_STEPS = 917;
 
 HWY_INLINE V8 absDifference8(V8 a, V8 b) {
   return hn::Or(hn::SaturatedSub(a, b), hn::SaturatedSub(b, a));

@@ -98,39 +98,89 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i + plainRows().firstDifference(a + i, b + i, n - i);
 }
 
-std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+/// Of a vector of samples, those of even and of odd places, as 16-bit numbers.
+HWY_INLINE V16 evenSamples(V8 v) {
+  return hn::And(hn::BitCast(d16, v), hn::Set(d16, 0xFF));
+}
+HWY_INLINE V16 oddSamples(V8 v) {
+  return hn::BitCast(d16, hn::ShiftRight<8>(hn::BitCast(du16, v)));
+}
+
+/// Zeros instead of the first lanes.
+HWY_INLINE V16 withoutFirst(V16 v, std::size_t lanes) {
+  return lanes == 0 ? v : hn::IfThenZeroElse(hn::FirstN(d16, lanes), v);
+}
+
+std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
                           std::size_t w) {
-  const std::size_t N = hn::Lanes(d16);
-  if (w < N + 2)
-    return plainRows().sobelEnergy(top, stride, rows, w);
-  const hn::Rebind<std::uint8_t, decltype(d16)> half;
-  const auto load = [&](const std::uint8_t *p)
-                        HWY_ATTR { return hn::PromoteTo(d16, hn::LoadU(half, p)); };
+  const std::size_t N = hn::Lanes(d8);
+  if (w < N + 1)
+    return plainRows().crossEnergy(top, stride, rows, w);
   V32 even = hn::Zero(d32), odd = hn::Zero(d32);
   VU64 total = hn::Zero(du64);
-  // Goes down a column of vectors, as each row's differences and sums along the row serve three
-  // rows. Gx is what two neighbouring pairs of rows have added up, Gy what is two rows apart.
   const auto addColumn = [&](std::size_t x, std::size_t skipped) HWY_ATTR {
-    V16 difference = hn::Zero(d16), pair = difference, above = difference, middle = difference;
+    V16 above0 = hn::Zero(d16), above1 = above0, above2 = above0;
     for (std::size_t y = 0; y < rows; ++y) {
       const std::uint8_t *row = top + y * stride + x;
-      const V16 left = load(row), centre = load(row + 1), right = load(row + 2);
-      const V16 nextDifference = hn::Sub(right, left);
-      const V16 nextPair = hn::Add(difference, nextDifference);
-      const V16 below = hn::Add(hn::Add(left, right), hn::Add(centre, centre));
-      if (y >= 2) {
-        V16 gx = hn::Add(pair, nextPair), gy = hn::Sub(below, above);
-        if (skipped != 0) {
-          gx = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gx);
-          gy = hn::IfThenZeroElse(hn::FirstN(d16, skipped), gy);
-        }
-        addSquares(gx, even, odd);
-        addSquares(gy, even, odd);
+      const V8 first = hn::LoadU(d8, row);
+      const V16 row0 = evenSamples(first), row1 = oddSamples(first);
+      const V16 row2 = oddSamples(hn::LoadU(d8, row + 1));
+      if (y >= 1) {
+        addSquares(withoutFirst(hn::Sub(above0, row1), (skipped + 1) / 2), even, odd);
+        addSquares(withoutFirst(hn::Sub(above1, row0), (skipped + 1) / 2), even, odd);
+        addSquares(withoutFirst(hn::Sub(above1, row2), skipped / 2), even, odd);
+        addSquares(withoutFirst(hn::Sub(above2, row1), skipped / 2), even, odd);
       }
-      difference = nextDifference;
-      pair = nextPair;
-      above = middle;
-      middle = below;
+      above0 = row0;
+      above1 = row1;
+      above2 = row2;
+    }
+  };
+  const std::size_t columns = std::max<std::size_t>(CROSS_STEPS / rows, 1);
+  forEachVector(
+      w - 1, N, columns, [&](std::size_t x) HWY_ATTR { addColumn(x, 0); },
+      [&]() HWY_ATTR { moveSquares(even, odd, total); },
+      [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest); });
+  moveSquares(even, odd, total);
+  return sumOf(total);
+}
+
+// With u = (Gx + Gy) / 2 and v = (Gx - Gy) / 2, Gx^2 + Gy^2 = 2 (u^2 + v^2). Both take one sum of
+// two neighbours from the row above, one from the row below and the difference along the row
+// between: u = (below[x] + below[x+1]) - (above[x-1] + above[x]) + (row[x+1] - row[x-1]), and v the
+// same with the sums of the other sides, negated. Even and odd x share the sums.
+std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                          std::size_t w) {
+  const std::size_t N = hn::Lanes(d8);
+  if (w < N + 2)
+    return plainRows().sobelEnergy(top, stride, rows, w);
+  V32 even = hn::Zero(d32), odd = hn::Zero(d32);
+  VU64 total = hn::Zero(du64);
+  // Goes down a column of vectors, as each row's sums and differences serve two others.
+  const auto addColumn = [&](std::size_t x, std::size_t skipped) HWY_ATTR {
+    const V16 zero = hn::Zero(d16);
+    V16 sums0 = zero, sums1 = zero, sums2 = zero;
+    V16 u0 = zero, u1 = zero, v0 = zero, v1 = zero; // without the row below
+    for (std::size_t y = 0; y < rows; ++y) {
+      const std::uint8_t *row = top + y * stride + x;
+      const V8 first = hn::LoadU(d8, row), third = hn::LoadU(d8, row + 2);
+      const V16 a = evenSamples(first), b = oddSamples(first);
+      const V16 c = evenSamples(third), d = oddSamples(third);
+      const V16 ab = hn::Add(a, b), bc = hn::Add(b, c), cd = hn::Add(c, d);
+      if (y >= 2) {
+        addSquares(withoutFirst(hn::Add(u0, bc), (skipped + 1) / 2), even, odd);
+        addSquares(withoutFirst(hn::Sub(v0, ab), (skipped + 1) / 2), even, odd);
+        addSquares(withoutFirst(hn::Add(u1, cd), skipped / 2), even, odd);
+        addSquares(withoutFirst(hn::Sub(v1, bc), skipped / 2), even, odd);
+      }
+      const V16 ac = hn::Sub(c, a), bd = hn::Sub(d, b);
+      u0 = hn::Sub(ac, sums0);
+      u1 = hn::Sub(bd, sums1);
+      v0 = hn::Add(ac, sums1);
+      v1 = hn::Add(bd, sums2);
+      sums0 = ab;
+      sums1 = bc;
+      sums2 = cd;
     }
   };
   const std::size_t columns = std::max<std::size_t>(SOBEL_STEPS / rows, 1);
@@ -139,7 +189,7 @@ std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size
       [&]() HWY_ATTR { moveSquares(even, odd, total); },
       [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest); });
   moveSquares(even, odd, total);
-  return sumOf(total);
+  return 2 * sumOf(total);
 }
 
 } // namespace HWY_NAMESPACE

@@ -68,6 +68,7 @@ std::vector<Output> outputsOfRows(const RowOperations &form, const Rows &in) {
           {"squaredDifference", {form.squaredDifference(a, b, in.w)}},
           {"countEqual", {form.countEqual(a, b, in.w)}},
           {"firstDifference", {form.firstDifference(a, b, in.w)}},
+          {"crossEnergy", {form.crossEnergy(in.row(0), in.w, 8, in.w)}},
           {"sobelEnergy", {form.sobelEnergy(in.row(0), in.w, 8, in.w)}}};
 }
 
@@ -170,9 +171,12 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       EXPECT_EQ(rows().squaredDifference(zeros.data(), row.data(), n), 65025 * white);
       EXPECT_EQ(rows().countEqual(row.data(), zeros.data(), n), n - white);
       EXPECT_EQ(rows().firstDifference(row.data(), row.data() + period, n), n);
-      // Rows alike: Gx is 4 times the difference of the columns two apart, Gy is 0.
-      const std::uint64_t steps = period == 4 ? n - 2 : 0;
+      // Rows alike: both diagonals are the difference of neighbouring columns.
       const std::size_t h = n < 1 << 24 ? 500 : 3;
+      EXPECT_EQ(rows().crossEnergy(row.data(), 0, h, n),
+                2 * (h - 1) * rows().squaredDifference(row.data() + 1, row.data(), n - 1));
+      // Gx is 4 times the difference of the columns two apart, Gy is 0.
+      const std::uint64_t steps = period == 4 ? n - 2 : 0;
       EXPECT_EQ(rows().sobelEnergy(row.data(), 0, h, n), (h - 2) * steps * 1020 * 1020);
       // Between a white row and a black one, the most that a row can have: Gx 510, Gy -1020.
       std::vector<std::uint8_t> three(3 * n);
