@@ -47,30 +47,39 @@ std::ptrdiff_t countRequested(std::uint32_t requested) {
 FrameThreads::FrameThreads(std::uint32_t requested, Image *picture)
     : luma(picture), measured(countRequested(requested)) {
   for (std::size_t i = 0; i < PER_FRAME_INDICATOR_COUNT; ++i) {
-    if ((requested & PER_FRAME_INDICATORS[i].bit) == 0)
+    const PerFrameIndicator &indicator = PER_FRAME_INDICATORS[i];
+    if ((requested & indicator.bit) == 0)
       continue;
     Thread &thread = threads[i];
     thread.frame = this;
-    thread.routine = PER_FRAME_INDICATORS[i].routine;
+    thread.routine = indicator.routine;
     thread.toJoin = pthread_create(&thread.handle, nullptr, run, &thread) == 0;
-    if (!thread.toJoin)
-      run(&thread);
-    Stage stage = Stage::STARTING; // it may run already
-    thread.stage.compare_exchange_strong(stage, Stage::WAITING);
+    Stage stage = Stage::STARTING;
+    if (thread.toJoin)
+      thread.stage.compare_exchange_strong(stage, Stage::WAITING); // unless it runs already
+    else
+      measure(thread);
   }
+}
+
+void FrameThreads::measure(Thread &thread) {
+  thread.routine(luma);
+  measured.count_down();
 }
 
 void *FrameThreads::run(void *argument) {
   Thread &thread = *static_cast<Thread *>(argument);
   thread.stage = Stage::RUNNING;
-  thread.routine(thread.frame->luma);
+  thread.frame->measure(thread);
   thread.frame->fetchWaiting();
-  thread.frame->measured.count_down();
+  while (thread.fetchers != 0)
+    sched_yield();
   return nullptr;
 }
 
 /// Moves a waiting thread to the CPU of the caller, unless one waits here already. It is the last
-/// one created, as the CPU where it waits comes to it last.
+/// one created, as the CPU where it waits comes to it last. It stays bound to this CPU, for the
+/// fraction of a frame that it runs.
 void FrameThreads::fetchWaiting() {
 #ifdef __GLIBC__
   const int cpu = sched_getcpu();
@@ -83,18 +92,23 @@ void FrameThreads::fetchWaiting() {
     }
   if (last == nullptr || cpu < 0)
     return;
-  last->boundTo = cpu;
   cpu_set_t here;
   CPU_ZERO(&here);
   CPU_SET(static_cast<std::size_t>(cpu), &here);
-  // May come when it runs, which only moves it, but never when it is joined: see joinAll.
-  pthread_setaffinity_np(last->handle, sizeof here, &here);
+  // The handle of a thread that has ended would stand for the caller, even before it is joined. So
+  // a thread does not end while one that saw it wait may use its handle.
+  ++last->fetchers;
+  if (last->stage == Stage::WAITING) {
+    last->boundTo = cpu;
+    pthread_setaffinity_np(last->handle, sizeof here, &here);
+  }
+  --last->fetchers;
 #endif
 }
 
 void FrameThreads::joinAll() {
   fetchWaiting();
-  measured.wait(); // until then, any thread may use the handle of any other
+  measured.wait(); // wakes up once; joining alone would, for nearly each of them
   for (Thread &thread : threads)
     if (std::exchange(thread.toJoin, false))
       pthread_join(thread.handle, nullptr);

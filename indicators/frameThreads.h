@@ -33,7 +33,7 @@ private:
   static constexpr int NO_CPU = -1;
 
   enum class Stage {
-    STARTING, ///< or not requested; `handle` is not yet set
+    STARTING, ///< or no thread at all; `handle` is not set
     WAITING,  ///< created; no CPU has come to it yet
     RUNNING   ///< or done
   };
@@ -44,9 +44,11 @@ private:
     bool toJoin = false;
     std::atomic<Stage> stage = Stage::STARTING;
     std::atomic<int> boundTo = NO_CPU;
+    std::atomic<int> fetchers = 0; ///< who may be using `handle`
   };
 
   static void *run(void *thread);
+  void measure(Thread &thread);
   void fetchWaiting();
 
   Image *luma;

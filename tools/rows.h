@@ -46,7 +46,8 @@ struct RowOperations {
   /// The first i at which a[i] and b[i] differ, n when none does.
   std::size_t (*firstDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
   /// Sum of the squared magnitudes of the Roberts cross, (above[x-1] - row[x])^2 + (above[x] -
-  /// row[x-1])^2, over 2 to 500 rows but the first, at `top`, and over the columns from 1 on.
+  /// row[x-1])^2, over 2 to 500 rows but the first, at `top`, and over the columns from 1 on. 0
+  /// when w < 2.
   std::uint64_t (*crossEnergy)(const std::uint8_t *top, std::size_t stride, std::size_t rows,
                                std::size_t w);
   /// Sum of Gx^2 + Gy^2 of the Sobel operator over the inner samples of 3 to 500 rows, the first at

@@ -70,7 +70,7 @@ HWY_INLINE void addByteSquares(V8 v, V32 &even, V32 &odd) {
   addSquares(hn::BitCast(d16, hn::InterleaveUpper(d8, v, zero)), even, odd);
 }
 
-/// Sums of neighbouring lanes, none of them negative.
+/// Sums of neighbouring lanes, read as numbers without a sign.
 HWY_INLINE VU64 pairSums(V32 v) {
   const VU64 pairs = hn::BitCast(du64, v);
   return hn::Add(hn::And(pairs, hn::Set(du64, 0xFFFFFFFFU)), hn::ShiftRight<32>(pairs));

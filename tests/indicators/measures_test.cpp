@@ -50,14 +50,14 @@ Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<i
   });
 }
 
-/// A block of level 60 on the grid and, right of the only region, dots of 240: with 409 of them the
-/// threshold is 7200, exactly the block's magnitude 2 * 60^2.
+/// A block of level 60 on the grid and, right of the only region, dots of 240 from the last row but
+/// one upwards: with 420 of them the threshold is 7200, exactly the block's magnitude 2 * 60^2.
 Luma dottedBlock(int dots) {
-  return luma(300, 263, [=](int x, int y) {
+  return luma(314, 258, [=](int x, int y) {
     if (x >= 96 && x < 112 && y >= 64 && y < 80)
       return 60;
-    const bool onGrid = x >= 259 && (x - 259) % 3 == 0 && y % 3 == 2;
-    return onGrid && y / 3 * 14 + (298 - x) / 3 < dots ? 240 : 0;
+    const bool onGrid = x >= 259 && x < 312 && x % 3 == 1 && y % 3 == 1;
+    return onGrid && (256 - y) / 3 * 18 + (x - 259) / 3 < dots ? 240 : 0;
   });
 }
 
@@ -124,8 +124,8 @@ TEST(Measures, OfTheBlockGrid) {
           rectangles(256, 512, {{96, 245, 16, 21}, {32, 64, 16, 8}, {32, 320, 16, 8}}), 0.0},
          {"and reach its last row",
           rectangles(256, 256, {{96, 228, 16, 2}, {96, 244, 16, 11}, {32, 64, 16, 8}}), 2.0},
-         {"edges exactly at the threshold", dottedBlock(409), 0.0},
-         {"edges just above it", dottedBlock(408), 4.0}});
+         {"edges exactly at the threshold", dottedBlock(420), 0.0},
+         {"edges just above it", dottedBlock(419), 4.0}});
   check(measureInterlace,
         {{"comb in rows", luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
          {"checkerboard", luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
@@ -184,7 +184,7 @@ TEST(Measures, OfShapes) {
          {"soft and falling", luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }), 4.0},
          // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
          {"edges exactly at the threshold",
-          luma(30, 16, [](int x, int) { return x >= 8 && x < 12 ? 50 : 0; }), 0.0},
+          luma(30, 16, [](int x, int) { return (x >= 8) * 50 + (x == 29) * 50; }), 0.0},
          {"row 0 has no gradient",
           luma(64, 32, [](int x, int y) { return x < 32 || y > 1 ? 0 : 255 - 135 * y; }), 1.0},
          {"only steps of 255 are edges",
