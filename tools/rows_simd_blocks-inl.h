@@ -97,18 +97,18 @@ std::size_t combBlocks(const std::uint8_t *top, std::size_t stride, std::size_t 
 void columnBorders(const std::uint8_t *top, std::size_t stride, std::size_t rows,
                    std::size_t borders, BorderSums *sums) {
   const std::size_t N = hn::Lanes(du64);
-  // Of each eight differences from column 6 on, the first is inside and the second across the
+  // Of each eight differences to the next column, the seventh is inside and the last across the
   // border. They go to the two halves of the 64 bits.
   static_assert(sizeof(BorderSums) == 8);
   constexpr std::uint8_t NONE = 0x80;
-  alignas(16) constexpr std::uint8_t PLACES[16] = {0, NONE, NONE, NONE, 1, NONE, NONE, NONE,
-                                                   8, NONE, NONE, NONE, 9, NONE, NONE, NONE};
+  alignas(16) constexpr std::uint8_t PLACES[16] = {6,  NONE, NONE, NONE, 7,  NONE, NONE, NONE,
+                                                   14, NONE, NONE, NONE, 15, NONE, NONE, NONE};
   const V8 places = hn::LoadDup128(d8, PLACES);
   std::size_t i = 0;
-  for (; i + N < borders; i += N) { // the last vector would read past the columns named
+  for (; i + N <= borders; i += N) {
     auto *out = reinterpret_cast<std::uint32_t *>(sums + i);
     auto sum = hn::LoadU(du32, out);
-    const std::uint8_t *column = top + 8 * i + 6;
+    const std::uint8_t *column = top + 8 * i;
     for (std::size_t y = 0; y < rows; ++y, column += stride) {
       const V8 difference = absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1));
       sum = hn::Add(sum, hn::BitCast(du32, hn::TableLookupBytesOr0(difference, places)));
