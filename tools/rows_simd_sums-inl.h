@@ -111,14 +111,27 @@ HWY_INLINE V16 withoutFirst(V16 v, std::size_t lanes) {
   return lanes == 0 ? v : hn::IfThenZeroElse(hn::FirstN(d16, lanes), v);
 }
 
-std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
-                          std::size_t w) {
+/// Sum of what addColumn(x, skipped, even, odd) adds for all vectors of n columns: the squares of
+/// the vector of columns from x on, less its first `skipped` ones. n is at least a vector, and the
+/// lanes hold the squares of `columns` vectors.
+template <class AddColumn>
+HWY_INLINE std::uint64_t sumOfColumns(std::size_t n, std::size_t columns, AddColumn addColumn) {
   const std::size_t N = hn::Lanes(d8);
-  if (w < N + 1)
-    return plainRows().crossEnergy(top, stride, rows, w);
   V32 even = hn::Zero(d32), odd = hn::Zero(d32);
   VU64 total = hn::Zero(du64);
-  const auto addColumn = [&](std::size_t x, std::size_t skipped) HWY_ATTR {
+  forEachVector(
+      n, N, columns, [&](std::size_t x) HWY_ATTR { addColumn(x, 0, even, odd); },
+      [&]() HWY_ATTR { moveSquares(even, odd, total); },
+      [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest, even, odd); });
+  moveSquares(even, odd, total);
+  return sumOf(total);
+}
+
+std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                          std::size_t w) {
+  if (w < hn::Lanes(d8) + 1)
+    return plainRows().crossEnergy(top, stride, rows, w);
+  const auto addColumn = [&](std::size_t x, std::size_t skipped, V32 &even, V32 &odd) HWY_ATTR {
     V16 above0 = hn::Zero(d16), above1 = above0, above2 = above0;
     for (std::size_t y = 0; y < rows; ++y) {
       const std::uint8_t *row = top + y * stride + x;
@@ -136,13 +149,7 @@ std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size
       above2 = row2;
     }
   };
-  const std::size_t columns = std::max<std::size_t>(CROSS_STEPS / rows, 1);
-  forEachVector(
-      w - 1, N, columns, [&](std::size_t x) HWY_ATTR { addColumn(x, 0); },
-      [&]() HWY_ATTR { moveSquares(even, odd, total); },
-      [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest); });
-  moveSquares(even, odd, total);
-  return sumOf(total);
+  return sumOfColumns(w - 1, CROSS_STEPS / rows, addColumn);
 }
 
 // With u = (Gx + Gy) / 2 and v = (Gx - Gy) / 2, Gx^2 + Gy^2 = 2 (u^2 + v^2). Both take one sum of
@@ -151,13 +158,10 @@ std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size
 // same with the sums of the other sides, negated. Even and odd x share the sums.
 std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
                           std::size_t w) {
-  const std::size_t N = hn::Lanes(d8);
-  if (w < N + 2)
+  if (w < hn::Lanes(d8) + 2)
     return plainRows().sobelEnergy(top, stride, rows, w);
-  V32 even = hn::Zero(d32), odd = hn::Zero(d32);
-  VU64 total = hn::Zero(du64);
   // Goes down a column of vectors, as each row's sums and differences serve two others.
-  const auto addColumn = [&](std::size_t x, std::size_t skipped) HWY_ATTR {
+  const auto addColumn = [&](std::size_t x, std::size_t skipped, V32 &even, V32 &odd) HWY_ATTR {
     const V16 zero = hn::Zero(d16);
     V16 sums0 = zero, sums1 = zero, sums2 = zero;
     V16 u0 = zero, u1 = zero, v0 = zero, v1 = zero; // without the row below
@@ -183,13 +187,7 @@ std::uint64_t sobelEnergy(const std::uint8_t *top, std::size_t stride, std::size
       sums2 = cd;
     }
   };
-  const std::size_t columns = std::max<std::size_t>(SOBEL_STEPS / rows, 1);
-  forEachVector(
-      w - 2, N, columns, [&](std::size_t x) HWY_ATTR { addColumn(x, 0); },
-      [&]() HWY_ATTR { moveSquares(even, odd, total); },
-      [&](std::size_t x, std::size_t rest) HWY_ATTR { addColumn(x, N - rest); });
-  moveSquares(even, odd, total);
-  return 2 * sumOf(total);
+  return 2 * sumOfColumns(w - 2, SOBEL_STEPS / rows, addColumn);
 }
 
 } // namespace HWY_NAMESPACE
