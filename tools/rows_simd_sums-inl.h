@@ -112,8 +112,8 @@ HWY_INLINE V16 withoutFirst(V16 v, std::size_t lanes) {
 }
 
 /// Sum of what addColumn(x, skipped, even, odd) adds for all vectors of n columns: the squares of
-/// the vector of columns from x on, less its first `skipped` ones. n is at least a vector, and the
-/// lanes hold the squares of `columns` vectors.
+/// the vector of columns from x on, less its first `skipped` ones. n is at least a vector; a
+/// lane of `even` or `odd` can hold what `columns` calls add.
 template <class AddColumn>
 HWY_INLINE std::uint64_t sumOfColumns(std::size_t n, std::size_t columns, AddColumn addColumn) {
   const std::size_t N = hn::Lanes(d8);
