@@ -6,7 +6,9 @@
 #include "indicators/indicators.h"
 
 #include <bit>
+#include <functional>
 #include <map>
+#include <numeric>
 
 namespace lumagauge::bench {
 namespace {
@@ -22,40 +24,31 @@ struct Frames {
       : previousSamples(pictureSamples(size.w, size.h, 0)),
         currentSamples(pictureSamples(size.w, size.h, 1)),
         changedBlocks(size.w / BLOCKSIZE * (size.h / BLOCKSIZE)),
-        previous(makeImage(size.w, size.h, previousSamples.data())),
-        current(makeImage(size.w, size.h, currentSamples.data())),
-        changed(makeImage(size.w / BLOCKSIZE, size.h / BLOCKSIZE, changedBlocks.data())) {}
+        previous(size.w, size.h, previousSamples.data()),
+        current(size.w, size.h, currentSamples.data()) {}
   Frames(const Frames &) = delete;
   Frames &operator=(const Frames &) = delete;
 
   std::vector<std::uint8_t> previousSamples, currentSamples, changedBlocks;
-  Image previous, current, changed;
+  Plane previous, current;
 };
+
+double changedBlocks(Frames &frames) {
+  findChangedBlocks(frames.current, frames.previous, frames.changedBlocks.data());
+  return std::accumulate(frames.changedBlocks.begin(), frames.changedBlocks.end(), 0.0);
+}
 
 struct Measure {
   const char *name;
-  double (*run)(Frames &frames);
+  std::function<double(Frames &frames)> run;
 };
-const Measure MEASURES[] = {
-    {"blockiness", [](Frames &f) { return measureBlockiness(&f.current); }},
-    {"spatialActivity", [](Frames &f) { return measureSpatialActivity(&f.current); }},
-    {"letterbox", [](Frames &f) { return measureLetterbox(&f.current); }},
-    {"pillarbox", [](Frames &f) { return measurePillarbox(&f.current); }},
-    {"blockLoss", [](Frames &f) { return measureBlockLoss(&f.current); }},
-    {"blur", [](Frames &f) { return measureBlur(&f.current); }},
-    {"temporalActivity", [](Frames &f) { return temporalActivity(&f.current, &f.previous); }},
-    {"blackout", [](Frames &f) { return measureBlackout(&f.current) ? 1.0 : 0.0; }},
-    {"exposure", [](Frames &f) { return measureExposure(&f.current); }},
-    {"contrast", [](Frames &f) { return measureContrast(&f.current); }},
-    {"interlace", [](Frames &f) { return measureInterlace(&f.current); }},
-    {"noise", [](Frames &f) { return measureNoise(&f.current).value_or(-1.0); }},
-    {"slice", [](Frames &f) { return measureSlice(&f.current).value_or(-1.0); }},
-    {"flickering",
-     [](Frames &f) {
-       findChangedBlocks(&f.current, &f.previous, &f.changed);
-       return static_cast<double>(sumPixels(&f.changed));
-     }},
-};
+#define BENCH_PICTURE(name, Name)                                                                  \
+  {name, [](Frames &f) { return measure##Name(f.current).value_or(-1.0); }},
+#define BENCH_PAIR(name, Name)                                                                     \
+  {name, [](Frames &f) { return measure##Name(f.current, f.previous).value_or(-1.0); }},
+#define BENCH_SEQUENCE(name, Name) // their costly part is not in the list
+#define BENCH_MEASURE(CONSTANT, name, field, Name, KIND, ...) BENCH_##KIND(#name, Name)
+const Measure MEASURES[] = {LUMAGAUGE_INDICATORS(BENCH_MEASURE){"flickering", changedBlocks}};
 
 void measure(benchmark::State &state, const Measure &indicator, Size size) {
   static std::map<std::size_t, Frames> made;

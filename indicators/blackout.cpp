@@ -2,8 +2,7 @@
 //
 // Blackout: 1 when the picture is flat, whatever its level: the means of all whole 8x8 blocks lie
 // within less than 4 grey levels. 0 for a picture without a whole block.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/rows.h"
 
 #include <algorithm>
@@ -28,29 +27,29 @@ void minmax(const std::int32_t *values, std::uint64_t size, std::int32_t *min, s
   }
 }
 
-bool measureBlackout(const Image *luma) {
-  const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
+std::optional<double> measureBlackout(const Plane &luma) {
+  const std::uint64_t across = luma.w / BLOCKSIZE, down = luma.h / BLOCKSIZE;
   if (across == 0 || down == 0)
-    return false;
+    return 0.0;
   constexpr double SAMPLES = BLOCKSIZE * BLOCKSIZE;
   std::vector<std::uint16_t> sums(across);
   std::uint16_t darkest = std::numeric_limits<std::uint16_t>::max(), brightest = 0;
   // The spread only grows, so the first block row that makes it too wide decides.
   for (std::uint64_t by = 0; by < down; ++by) {
-    rows().blockSums(luma->data + by * BLOCKSIZE * luma->w, luma->w, across, sums.data());
+    rows().blockSums(luma.data + by * BLOCKSIZE * luma.w, luma.w, across, sums.data());
     for (const std::uint16_t sum : sums) {
       darkest = std::min(darkest, sum);
       brightest = std::max(brightest, sum);
     }
     if ((brightest - darkest) / SAMPLES >= THRESHOLD_BLACKOUT)
-      return false;
+      return 0.0;
   }
-  return true;
+  return 1.0;
 }
 
 void *blackout(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.blackout = measureBlackout(picture); });
+  storeMeasure(luma, measureBlackout, &FrameResults::blackout);
+  return nullptr;
 }
 
 } // namespace lumagauge

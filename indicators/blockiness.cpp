@@ -4,8 +4,7 @@
 // grid borders over those across them, 0 to infinity: near 1 the borders are no sharper than the
 // picture, and the smaller the value, the more the grid stands out. Exactly 1.0 when there is
 // nothing to compare: a flat picture, or one narrower and lower than 16 samples.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -30,27 +29,27 @@ std::size_t borderLines(std::uint64_t size) {
   return size < 16 ? 0 : size / BLOCKSIZE - 1;
 }
 
-void addBordersBetweenRows(const Image *luma, BorderTotals &totals) {
-  const std::size_t lines = borderLines(luma->h);
+void addBordersBetweenRows(const Plane &luma, BorderTotals &totals) {
+  const std::size_t lines = borderLines(luma.h);
   for (std::size_t line = 0; line < lines; ++line) {
-    const std::uint8_t *below = luma->data + BLOCKSIZE * (line + 1) * luma->w;
-    const std::uint8_t *last = below - luma->w;
-    totals.inside += (lines - line) * rows().absDifference(last, last - luma->w, luma->w);
-    totals.border += (lines - line) * rows().absDifference(last, below, luma->w);
+    const std::uint8_t *below = luma.data + BLOCKSIZE * (line + 1) * luma.w;
+    const std::uint8_t *last = below - luma.w;
+    totals.inside += (lines - line) * rows().absDifference(last, last - luma.w, luma.w);
+    totals.border += (lines - line) * rows().absDifference(last, below, luma.w);
   }
 }
 
-void addBordersBetweenColumns(const Image *luma, BorderTotals &totals) {
-  const std::size_t lines = borderLines(luma->w);
+void addBordersBetweenColumns(const Plane &luma, BorderTotals &totals) {
+  const std::size_t lines = borderLines(luma.w);
   // Differences of at most 255 add up in 32 bits over this many rows.
   constexpr std::uint64_t ROWS = 1 << 24;
   constexpr std::uint64_t BAND = 16; // rows that stay in the first-level cache
   std::vector<BorderSums> sums(lines);
-  for (std::uint64_t start = 0; lines != 0 && start < luma->h; start += ROWS) {
+  for (std::uint64_t start = 0; lines != 0 && start < luma.h; start += ROWS) {
     std::fill(sums.begin(), sums.end(), BorderSums{});
-    const std::uint64_t end = std::min(start + ROWS, luma->h);
+    const std::uint64_t end = std::min(start + ROWS, luma.h);
     for (std::uint64_t y = start; y < end; y += BAND)
-      rows().columnBorders(luma->data + y * luma->w, luma->w, std::min(BAND, end - y), lines,
+      rows().columnBorders(luma.data + y * luma.w, luma.w, std::min(BAND, end - y), lines,
                            sums.data());
     for (std::size_t line = 0; line < lines; ++line) {
       totals.inside += (lines - line) * sums[line].inside;
@@ -61,7 +60,7 @@ void addBordersBetweenColumns(const Image *luma, BorderTotals &totals) {
 
 } // namespace
 
-double measureBlockiness(const Image *luma) {
+std::optional<double> measureBlockiness(const Plane &luma) {
   BorderTotals totals;
   addBordersBetweenRows(luma, totals);
   addBordersBetweenColumns(luma, totals);
@@ -71,8 +70,8 @@ double measureBlockiness(const Image *luma) {
 }
 
 void *blockiness(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.blockiness = measureBlockiness(picture); });
+  storeMeasure(luma, measureBlockiness, &FrameResults::blockiness);
+  return nullptr;
 }
 
 /// Opinion score of a blockiness value, 0 and up.

@@ -4,8 +4,7 @@
 // 1, a soft one spreads over many samples. 0.0 when there is no such edge, and below 16x16 samples.
 // In the line of edge-width measures: Marziliano, Dufaux, Winkler, Ebrahimi, "A no-reference
 // perceptual blur metric", 2002.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/rows.h"
 
 #include <algorithm>
@@ -22,14 +21,14 @@ constexpr double EDGE_FACTOR = 16.0; ///< times the mean squared horizontal diff
 /// The least absolute horizontal difference of an edge: the first whose square is above the
 /// threshold; 256 when there is none. The differences of row 0 and column 0 count as zeros in the
 /// mean.
-std::uint32_t leastDifference(const Image *luma) {
+std::uint32_t leastDifference(const Plane &luma) {
   // All rows but row 0 in one go, less what is between a row's end and the next one's start.
-  const std::uint64_t w = luma->w;
-  const std::uint8_t *first = luma->data + w;
-  std::uint64_t energy = rows().squaredDifference(first + 1, first, w * (luma->h - 1) - 1);
-  for (const std::uint8_t *row = first + w; row < luma->data + w * luma->h; row += w)
+  const std::uint64_t w = luma.w;
+  const std::uint8_t *first = luma.data + w;
+  std::uint64_t energy = rows().squaredDifference(first + 1, first, w * (luma.h - 1) - 1);
+  for (const std::uint8_t *row = first + w; row < luma.data + w * luma.h; row += w)
     energy -= static_cast<std::uint64_t>((row[0] - row[-1]) * (row[0] - row[-1]));
-  const double area = static_cast<double>(w) * static_cast<double>(luma->h);
+  const double area = static_cast<double>(w) * static_cast<double>(luma.h);
   const double threshold = static_cast<double>(energy) / area * EDGE_FACTOR;
   std::uint32_t least = 1;
   while (least < 256 && !(least * least > threshold))
@@ -39,8 +38,8 @@ std::uint32_t leastDifference(const Image *luma) {
 
 } // namespace
 
-double measureBlur(const Image *luma) {
-  const std::uint64_t w = luma->w, h = luma->h;
+std::optional<double> measureBlur(const Plane &luma) {
+  const std::uint64_t w = luma.w, h = luma.h;
   if (w < BLUR_BLOCKSIZE || h < BLUR_BLOCKSIZE)
     return 0.0;
   const std::uint32_t least = leastDifference(luma);
@@ -54,7 +53,7 @@ double measureBlur(const Image *luma) {
   std::vector<std::uint64_t> edges((w + 63) / 64);
   std::uint64_t count = 0, width = 0;
   for (std::uint64_t y = 1; y < lines - 1; ++y) {
-    const std::uint8_t *row = luma->data + y * w;
+    const std::uint8_t *row = luma.data + y * w;
     const std::uint8_t *upper = y == 1 ? flat.data() + 2 : row - w;
     const std::size_t found = rows().edgeColumns(upper, row - w, row, row + w, columns,
                                                  static_cast<std::uint8_t>(least), edges.data());
@@ -68,7 +67,8 @@ double measureBlur(const Image *luma) {
 }
 
 void *blur(void *luma) {
-  return runRoutine(luma, [](const Image *picture) { Results.blur = measureBlur(picture); });
+  storeMeasure(luma, measureBlur, &FrameResults::blur);
+  return nullptr;
 }
 
 /// Opinion score of a blur value, 0 to 5.

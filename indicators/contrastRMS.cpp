@@ -3,8 +3,7 @@
 // Contrast: RMS contrast, the sample standard deviation of all luma samples in luma levels, 0 to
 // about 128 (Peli, "Contrast in complex images", 1990). NaN for one sample, and for some uniform
 // pictures, where rounding leaves the variance slightly below zero.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -12,11 +11,11 @@
 
 namespace lumagauge {
 
-double measureContrast(const Image *luma) {
+std::optional<double> measureContrast(const Plane &luma) {
   // Sums in 64 bits rather than by sumAndSquareSum, whose 32-bit sum overflows beyond 8.4 million
   // samples.
-  const Moments moments = rows().moments(luma->data, luma->w * luma->h);
-  const auto n = static_cast<double>(luma->w * luma->h);
+  const Moments moments = rows().moments(luma.data, luma.w * luma.h);
+  const auto n = static_cast<double>(luma.w * luma.h);
   const auto sum = static_cast<double>(moments.sum);
   // The order of these operations decides the last bit, and where a flat picture gives a NaN.
   const double mean = (1.0 / n) * sum * sum;
@@ -25,8 +24,8 @@ double measureContrast(const Image *luma) {
 }
 
 void *contrastRMS(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.contrast = measureContrast(picture); });
+  storeMeasure(luma, measureContrast, &FrameResults::contrast);
+  return nullptr;
 }
 
 } // namespace lumagauge

@@ -4,8 +4,7 @@
 // four darkest and the four brightest 8x8 blocks. The last block column and row that end exactly on
 // the picture's edge are left out. With fewer than four blocks the lists' starting values take
 // part; a picture without a block gives 127.5.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/rows.h"
 
 #include <algorithm>
@@ -44,16 +43,16 @@ std::pair<std::int32_t, std::int32_t> extremes(const std::vector<std::uint16_t> 
 
 } // namespace
 
-double measureExposure(const Image *luma) {
+std::optional<double> measureExposure(const Plane &luma) {
   ExtremeSums darkest, brightest;
   darkest.fill(LARGEST_SUM);
   brightest.fill(0);
   // Whole blocks that do not touch the right or bottom edge.
-  const std::uint64_t across = luma->w == 0 ? 0 : (luma->w - 1) / BLOCKSIZE;
-  const std::uint64_t down = luma->h == 0 ? 0 : (luma->h - 1) / BLOCKSIZE;
+  const std::uint64_t across = luma.w == 0 ? 0 : (luma.w - 1) / BLOCKSIZE;
+  const std::uint64_t down = luma.h == 0 ? 0 : (luma.h - 1) / BLOCKSIZE;
   std::vector<std::uint16_t> sums(across);
   for (std::uint64_t by = 0; by < down && across != 0; ++by) {
-    rows().blockSums(luma->data + by * BLOCKSIZE * luma->w, luma->w, across, sums.data());
+    rows().blockSums(luma.data + by * BLOCKSIZE * luma.w, luma.w, across, sums.data());
     // Few block rows hold an extreme; a pass that finds none is quick.
     const auto [least, most] = extremes(sums);
     if (least >= darkest.back() && most <= brightest.back())
@@ -71,8 +70,8 @@ double measureExposure(const Image *luma) {
 }
 
 void *exposure(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.exposure = measureExposure(picture); });
+  storeMeasure(luma, measureExposure, &FrameResults::exposure);
+  return nullptr;
 }
 
 } // namespace lumagauge

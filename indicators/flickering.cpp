@@ -2,9 +2,9 @@
 //
 // Flickering: how often parts of the picture switch between moving and standing still. Per period
 // of 8 calls the mean number of switches a frame of the 3 % of 8x8 blocks that switch most: 0
-// (none) to 1 (on every frame), -1 between the ends of periods. A picture of fewer than 34 blocks
-// has no 3 %: NaN.
-#include "indicators/indicators.h"
+// (none) to 1 (on every frame); without a value between the ends of periods. A picture of fewer
+// than 34 blocks has no 3 %: NaN.
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 #include "tools/working_picture.h"
@@ -16,9 +16,8 @@ namespace lumagauge {
 
 namespace {
 
-constexpr std::int32_t framePeriod = 8;
+constexpr std::int32_t framePeriod = LUMAGAUGE_FLICKERING_PERIOD;
 constexpr double TOP_FRACTION = 0.03;
-constexpr double NO_VALUE = -1.0;
 
 /// The mean of the largest counts a frame. Counts are bytes, so how many there are of each tells
 /// the largest ones without sorting them.
@@ -64,28 +63,28 @@ void calculateFlickering(const Image *current, const Image *previous, Image *cou
   }
 }
 
-void findChangedBlocks(const Image *current, const Image *previous, Image *changed) {
-  for (std::uint64_t by = 0; by < changed->h; ++by) {
-    const std::uint64_t top = by * BLOCKSIZE * current->w;
-    rows().changedBlocks(current->data + top, previous->data + top, current->w, changed->w,
-                         changed->data + by * changed->w);
+void findChangedBlocks(const Plane &current, const Plane &previous, std::uint8_t *changed) {
+  const std::uint64_t across = current.w / BLOCKSIZE, down = current.h / BLOCKSIZE;
+  for (std::uint64_t by = 0; by < down; ++by) {
+    const std::uint64_t top = by * BLOCKSIZE * current.w;
+    rows().changedBlocks(current.data + top, previous.data + top, current.w, across,
+                         changed + by * across);
   }
 }
 
-double measureFlickering(FlickeringState &state, const Image *changed, Image *counts,
-                         Image *states) {
+std::optional<double> measureFlickering(FlickeringState &state, const std::uint8_t *changed,
+                                        Image *counts, Image *states) {
   // A block starts to change at a mean absolute difference of 0.0111 and stops at exactly 0. The
   // mean of 64 whole differences is 0 or at least 1/64, so both ask the same: does any sample
   // differ?
-  const std::uint64_t blocks = changed->w * changed->h;
+  const std::uint64_t blocks = counts->w * counts->h;
   std::uint8_t *const count = counts->data, *const before = states->data;
-  const std::uint8_t *const now = changed->data;
   for (std::uint64_t i = 0; i < blocks; ++i) {
-    count[i] = static_cast<std::uint8_t>(count[i] + (now[i] ^ before[i]));
-    before[i] = now[i];
+    count[i] = static_cast<std::uint8_t>(count[i] + (changed[i] ^ before[i]));
+    before[i] = changed[i];
   }
   if (++state.frameCount != framePeriod)
-    return NO_VALUE;
+    return std::nullopt;
   const double value = periodValue(counts);
   state.frameCount = 0;
   std::fill_n(counts->data, blocks, std::uint8_t{0});
@@ -96,9 +95,11 @@ double measureFlickering(FlickeringState &state, const Image *changed, Image *co
 double flickering(const Image *current, const Image *previous, Image *flickerCounts,
                   Image *flickerStates) {
   static FlickeringState state;
+  constexpr double BETWEEN_PERIODS = -1.0;
   WorkingImage changed(flickerCounts->w, flickerCounts->h);
-  findChangedBlocks(current, previous, changed);
-  return measureFlickering(state, changed, flickerCounts, flickerStates);
+  findChangedBlocks(*current, *previous, changed->data);
+  return measureFlickering(state, changed->data, flickerCounts, flickerStates)
+      .value_or(BETWEEN_PERIODS);
 }
 
 } // namespace lumagauge

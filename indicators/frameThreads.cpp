@@ -6,7 +6,7 @@
 // CPUs. Whoever is about to leave its CPU therefore fetches a waiting thread to it.
 #include "indicators/frameThreads.h"
 
-#include "indicators/indicators.h"
+#include "indicators/routines.h"
 
 #include <sched.h>
 

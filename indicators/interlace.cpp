@@ -2,8 +2,7 @@
 //
 // Interlace: the share of 4x4 blocks that show a comb, as two fields of different moments do: 0
 // (none) to 1 (all). NaN for a picture without a whole block.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -13,17 +12,17 @@ namespace {
 constexpr std::uint64_t INTERLACE_BLOCKSIZE = 4;
 }
 
-double measureInterlace(const Image *luma) {
-  const std::uint64_t across = luma->w / INTERLACE_BLOCKSIZE, down = luma->h / INTERLACE_BLOCKSIZE;
+std::optional<double> measureInterlace(const Plane &luma) {
+  const std::uint64_t across = luma.w / INTERLACE_BLOCKSIZE, down = luma.h / INTERLACE_BLOCKSIZE;
   std::uint64_t combs = 0;
   for (std::uint64_t by = 0; by < down; ++by)
-    combs += rows().combBlocks(luma->data + by * INTERLACE_BLOCKSIZE * luma->w, luma->w, across);
+    combs += rows().combBlocks(luma.data + by * INTERLACE_BLOCKSIZE * luma.w, luma.w, across);
   return quotient(static_cast<double>(combs), static_cast<double>(across * down));
 }
 
 void *interlace(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.interlace = measureInterlace(picture); });
+  storeMeasure(luma, measureInterlace, &FrameResults::interlace);
+  return nullptr;
 }
 
 } // namespace lumagauge

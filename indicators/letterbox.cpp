@@ -3,8 +3,7 @@
 // Letterbox: how far bars without horizontal detail reach in from the top and bottom together, as a
 // share of half the height: 0 (none) to 1 (every row uniform). A bar may have any level. The middle
 // row of an odd height takes no part; NaN for a picture of one row.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -23,17 +22,17 @@ bool checkLetterBar(const std::uint8_t *data, std::uint32_t w, std::uint32_t h, 
          isUniform(data + std::uint64_t{h - 1 - row} * w, w);
 }
 
-double measureLetterbox(const Image *luma) {
-  const auto w = static_cast<std::uint32_t>(luma->w), h = static_cast<std::uint32_t>(luma->h);
+std::optional<double> measureLetterbox(const Plane &luma) {
+  const auto w = static_cast<std::uint32_t>(luma.w), h = static_cast<std::uint32_t>(luma.h);
   std::uint32_t bars = 0;
-  while (bars < h / 2 && checkLetterBar(luma->data, w, h, bars))
+  while (bars < h / 2 && checkLetterBar(luma.data, w, h, bars))
     ++bars;
   return quotient(bars, h / 2);
 }
 
 void *letterbox(void *luma) {
-  return runRoutine(luma,
-                    [](const Image *picture) { Results.letterbox = measureLetterbox(picture); });
+  storeMeasure(luma, measureLetterbox, &FrameResults::letterbox);
+  return nullptr;
 }
 
 } // namespace lumagauge

@@ -2,7 +2,7 @@
 //
 // `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop.
 #include "indicators/frameThreads.h"
-#include "indicators/indicators.h"
+#include "indicators/routines.h"
 #include "indicators/readPlane.h"
 #include "indicators/report.h"
 #include "tools/working_picture.h"

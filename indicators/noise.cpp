@@ -4,8 +4,7 @@
 // in the 8x8 blocks whose deviation is the picture's most common one (at most 1000 of them). 0 and
 // up; more is noisier or finer in texture. Without a value for a (nearly) flat picture and for one
 // without a whole block; NaN when no block lies at the level found.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -23,12 +22,12 @@ constexpr std::int32_t HISTOGRAM_ENTRIES = 128;
 
 /// Twice the sample standard deviation of every whole 8x8 block, rounded down, in raster order. As
 /// halves, deviations are rounded down and to the nearest by whole numbers alone.
-std::vector<std::uint16_t> blockHalves(const Image *luma) {
-  const std::uint64_t across = luma->w / BLOCKSIZE, down = luma->h / BLOCKSIZE;
+std::vector<std::uint16_t> blockHalves(const Plane &luma) {
+  const std::uint64_t across = luma.w / BLOCKSIZE, down = luma.h / BLOCKSIZE;
   std::vector<double> deviations(across);
   std::vector<std::uint16_t> halves(across * down);
   for (std::uint64_t by = 0; by < down; ++by) {
-    rows().blockDeviations(luma->data + by * BLOCKSIZE * luma->w, luma->w, across,
+    rows().blockDeviations(luma.data + by * BLOCKSIZE * luma.w, luma.w, across,
                            deviations.data());
     for (std::uint64_t bx = 0; bx < across; ++bx)
       halves[by * across + bx] =
@@ -86,21 +85,21 @@ double commonDeviation(const std::vector<std::uint16_t> &halves) {
 
 /// Puts the first BLOCK_STRIP blocks at `level` side by side into the strip and returns their
 /// number.
-std::size_t chooseBlocks(const Image *luma, const std::vector<std::uint16_t> &halves, double level,
+std::size_t chooseBlocks(const Plane &luma, const std::vector<std::uint16_t> &halves, double level,
                          std::uint8_t *strip) {
   const auto levelHalves = static_cast<std::uint16_t>(2.0 * level);
   const std::int32_t rounded = roundHalfUp(levelHalves);
   const bool roundedUp = roundDown(levelHalves) != rounded;
-  const std::uint64_t across = luma->w / BLOCKSIZE;
+  const std::uint64_t across = luma.w / BLOCKSIZE;
   std::size_t chosen = 0;
   for (std::uint64_t i = 0; i < halves.size() && chosen < BLOCK_STRIP; ++i) {
     if ((roundedUp ? roundHalfUp(halves[i]) : roundDown(halves[i])) != rounded)
       continue;
     const std::uint8_t *corner =
-        luma->data + i / across * BLOCKSIZE * luma->w + i % across * BLOCKSIZE;
+        luma.data + i / across * BLOCKSIZE * luma.w + i % across * BLOCKSIZE;
     for (std::uint64_t y = 0; y < BLOCKSIZE; ++y)
       for (std::uint64_t x = 0; x < BLOCKSIZE; ++x)
-        strip[(y * BLOCKSIZE + x) * BLOCK_STRIP + chosen] = corner[y * luma->w + x];
+        strip[(y * BLOCKSIZE + x) * BLOCK_STRIP + chosen] = corner[y * luma.w + x];
     ++chosen;
   }
   return chosen;
@@ -121,7 +120,7 @@ std::array<double, 9> gaussian(std::uint32_t sigma) {
 
 } // namespace
 
-std::optional<double> measureNoise(const Image *luma) {
+std::optional<double> measureNoise(const Plane &luma) {
   const std::vector<std::uint16_t> halves = blockHalves(luma);
   const double level = commonDeviation(halves);
   if (!(level >= 0.5)) // also a NaN
@@ -137,12 +136,7 @@ std::optional<double> measureNoise(const Image *luma) {
 }
 
 void *noise(void *luma) {
-  bool measured = false;
-  runRoutine(luma, [&](const Image *picture) {
-    const std::optional<double> value = measureNoise(picture);
-    Results.noise = value.value_or(0.0);
-    measured = value.has_value();
-  });
+  const bool measured = storeMeasure(luma, measureNoise, &FrameResults::noise, 0.0);
   return reinterpret_cast<void *>(static_cast<std::intptr_t>(measured ? 0 : -1));
 }
 

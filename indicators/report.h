@@ -6,7 +6,7 @@
 #ifndef LUMAGAUGE_INDICATORS_REPORT_H
 #define LUMAGAUGE_INDICATORS_REPORT_H
 
-#include "indicators/indicators.h"
+#include "indicators/routines.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -4,8 +4,7 @@
 // they repeat 16 rows below; the largest such ratio of any strip, 0 to infinity. High values mean
 // rows smeared sideways, as lost slices are concealed. Without a value for 47 rows or fewer or 16
 // columns or fewer; NaN when no strip has a match in either direction.
-#include "indicators/indicators.h"
-#include "indicators/routine.h"
+#include "indicators/routines.h"
 #include "tools/arithmetic.h"
 #include "tools/rows.h"
 
@@ -19,11 +18,11 @@ constexpr std::uint64_t SLICE_BLOCKSIZE = 16;
 
 /// Share of the samples of a strip's first w columns that equal the sample `displacement` further
 /// on.
-double matchFraction(const Image *luma, std::uint64_t strip, std::uint64_t w,
+double matchFraction(const Plane &luma, std::uint64_t strip, std::uint64_t w,
                      std::uint64_t displacement) {
   std::uint64_t matches = 0;
   for (std::uint64_t y = strip * SLICE_BLOCKSIZE; y < (strip + 1) * SLICE_BLOCKSIZE; ++y) {
-    const std::uint8_t *row = luma->data + y * luma->w;
+    const std::uint8_t *row = luma.data + y * luma.w;
     matches += rows().countEqual(row, row + displacement, w);
   }
   return static_cast<double>(matches) / static_cast<double>(SLICE_BLOCKSIZE * w);
@@ -36,8 +35,8 @@ int compare_Double_asc(const void *a, const void *b) {
   return second > first ? -1 : first > second;
 }
 
-std::optional<double> measureSlice(const Image *luma) {
-  const std::uint64_t w = luma->w, h = luma->h;
+std::optional<double> measureSlice(const Plane &luma) {
+  const std::uint64_t w = luma.w, h = luma.h;
   if (h < 3 * SLICE_BLOCKSIZE || w <= SLICE_BLOCKSIZE)
     return std::nullopt;
   const std::uint64_t strips = (h - SLICE_BLOCKSIZE) / SLICE_BLOCKSIZE;
@@ -54,10 +53,8 @@ std::optional<double> measureSlice(const Image *luma) {
 }
 
 void *slice(void *luma) {
-  return runRoutine(luma, [](const Image *picture) {
-    if (const std::optional<double> value = measureSlice(picture))
-      Results.slice = *value;
-  });
+  storeMeasure(luma, measureSlice, &FrameResults::slice);
+  return nullptr;
 }
 
 } // namespace lumagauge

@@ -6,6 +6,8 @@
 #ifndef LUMAGAUGE_QC_RECORD_H
 #define LUMAGAUGE_QC_RECORD_H
 
+#include <lumagauge/lumagauge.hpp>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -16,31 +18,13 @@
 
 namespace lumagauge::qc {
 
-/// The indicators in report order; INDICATOR_NAMES are their names in files, profiles and options.
-enum class Indicator : std::size_t {
-  blockiness,
-  spatialActivity,
-  letterbox,
-  pillarbox,
-  blockLoss,
-  blur,
-  temporalActivity,
-  blackout,
-  freezing,
-  exposure,
-  contrast,
-  interlace,
-  noise,
-  slice,
-  flickering,
-};
-constexpr std::size_t INDICATORS = 15;
-constexpr std::array<std::string_view, INDICATORS> INDICATOR_NAMES{
-    "blockiness", "spatial_activity",  "letterbox", "pillarbox", "block_loss",
-    "blur",       "temporal_activity", "blackout",  "freezing",  "exposure",
-    "contrast",   "interlace",         "noise",     "slice",     "flickering"};
-/// Bit i of a mask requests indicator i; the same bits as those of the lumagauge command.
-constexpr std::uint32_t ALL_INDICATORS = (1U << INDICATORS) - 1;
+/// The names of the indicators in files, profiles and options.
+constexpr std::array<std::string_view, INDICATOR_COUNT> INDICATOR_NAMES = [] {
+  std::array<std::string_view, INDICATOR_COUNT> names;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    names[i] = INDICATORS[i].name;
+  return names;
+}();
 
 /// A time range of the input in which frames could not be decoded.
 struct DecodeError {
@@ -62,7 +46,7 @@ struct InputInfo {
   std::string range;    ///< "full", "limited" or "unknown"; never changed
   int stream = 0;       ///< index in the container
   std::optional<double> averageRate; ///< frames a second, as the container says
-  double rate = 25.0;                ///< frames a second that freezing uses
+  double rate = DEFAULT_RATE;                ///< frames a second that freezing uses
   std::string rateOrigin;            ///< where `rate` is from: "stated", "average" or "default"
   std::optional<double> duration;    ///< seconds, where known
   std::optional<std::int64_t> frameCount; ///< frames to be expected, where known
@@ -77,20 +61,15 @@ struct LumaPicture {
   std::vector<std::uint8_t> samples;
 };
 
-/// A frame's values. An empty one was not measured: not requested, first frame of a temporal
-/// indicator, flickering between the ends of its periods, picture too small.
+/// What was measured of a frame.
 struct FrameRecord {
   std::int64_t frame = 0;
   double time = 0.0;
   char pictureType = '?';
-  std::array<std::optional<double>, INDICATORS> values;
+  Values values;
 
-  const std::optional<double> &operator[](Indicator indicator) const {
-    return values[static_cast<std::size_t>(indicator)];
-  }
-  std::optional<double> &operator[](Indicator indicator) {
-    return values[static_cast<std::size_t>(indicator)];
-  }
+  const std::optional<double> &operator[](Indicator indicator) const { return values[indicator]; }
+  std::optional<double> &operator[](Indicator indicator) { return values[indicator]; }
 };
 
 /// How the reading of an input ended.

@@ -9,11 +9,6 @@
 
 namespace lumagauge::qc {
 
-namespace {
-/// Frames that one flickering value is measured over.
-constexpr std::size_t FLICKERING_PERIOD = 8;
-} // namespace
-
 struct Judge::State {
   State(const Profile &judged, const InputInfo &info)
       : profile(judged), rate(info.averageRate.value_or(info.rate)) {

@@ -47,7 +47,7 @@ struct BrokenRule {
 enum class Verdict { pass, warn, fail, unmeasured };
 
 struct Judgement {
-  std::array<IndicatorSummary, INDICATORS> summaries;
+  std::array<IndicatorSummary, INDICATOR_COUNT> summaries;
   std::vector<Event> events; ///< by start time
   std::vector<BrokenRule> broken;
   std::vector<std::string> notJudged; ///< kinds with a rule whose indicator has no value at all

@@ -10,21 +10,17 @@ namespace {
 
 constexpr double MID_GREY = 127.5;
 
-/// How bad a value is, to rank frames by: for most indicators more is worse. A small blockiness is
-/// a visible grid, and little detail, movement or contrast is what a viewer misses; of exposure
-/// either end is bad.
-double badness(Indicator indicator, double value) {
-  switch (indicator) {
-  case Indicator::blockiness:
-  case Indicator::spatialActivity:
-  case Indicator::temporalActivity:
-  case Indicator::contrast:
+/// How bad a value is, to rank frames by.
+double badness(Worse worse, double value) {
+  switch (worse) {
+  case Worse::higher:
+    break;
+  case Worse::lower:
     return -value;
-  case Indicator::exposure:
+  case Worse::extremes:
     return std::abs(value - MID_GREY);
-  default:
-    return value;
   }
+  return value;
 }
 
 /// Of sorted values, interpolated between neighbours.
@@ -42,16 +38,17 @@ double quantile(const std::vector<double> &sorted, double share) {
 } // namespace
 
 void Summarizer::add(const FrameRecord &record) {
-  for (std::size_t i = 0; i < INDICATORS; ++i) {
-    if (!record.values[i])
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
+    const std::optional<double> &measured = record[INDICATORS[i].indicator];
+    if (!measured)
       continue;
-    const double value = *record.values[i];
-    Values &values = indicators[i];
+    const double value = *measured;
+    IndicatorValues &values = indicators[i];
     if (std::isnan(value)) {
       ++values.summary.nan;
       continue;
     }
-    const double bad = badness(static_cast<Indicator>(i), value);
+    const double bad = badness(INDICATORS[i].worse, value);
     if (values.numbers.empty() || bad > values.worst) {
       values.worst = bad;
       values.summary.worstFrame = record.frame;
@@ -62,9 +59,9 @@ void Summarizer::add(const FrameRecord &record) {
   }
 }
 
-std::array<IndicatorSummary, INDICATORS> Summarizer::finish() {
-  std::array<IndicatorSummary, INDICATORS> summaries;
-  for (std::size_t i = 0; i < INDICATORS; ++i) {
+std::array<IndicatorSummary, INDICATOR_COUNT> Summarizer::finish() {
+  std::array<IndicatorSummary, INDICATOR_COUNT> summaries;
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
     std::vector<double> &numbers = indicators[i].numbers;
     IndicatorSummary &summary = summaries[i] = indicators[i].summary;
     if (numbers.empty())

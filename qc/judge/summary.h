@@ -12,15 +12,15 @@ class Summarizer {
 public:
   void add(const FrameRecord &record);
   /// Sorts what it holds: the last call.
-  std::array<IndicatorSummary, INDICATORS> finish();
+  std::array<IndicatorSummary, INDICATOR_COUNT> finish();
 
 private:
-  struct Values {
+  struct IndicatorValues {
     std::vector<double> numbers; ///< in frame order; exact percentiles need them all
     IndicatorSummary summary;
     double worst = 0;
   };
-  std::array<Values, INDICATORS> indicators;
+  std::array<IndicatorValues, INDICATOR_COUNT> indicators;
 };
 
 } // namespace lumagauge::qc

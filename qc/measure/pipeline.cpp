@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/measure/pipeline.h"
 
-#include "qc/measure/measure.h"
-
 #include <sched.h>
 
 #include <algorithm>
@@ -52,19 +50,29 @@ private:
 
 /// A frame on its way: the pictures until it is measured, then its measures or what went wrong.
 struct Job {
+  explicit Job(const Meter &meter) : measures(meter.frame()) {}
+
   std::shared_ptr<LumaPicture> picture, previous;
-  FrameMeasures measures;
+  FrameRecord record; ///< without values
+  Frame measures;
   std::exception_ptr failure;
   bool done = false;
 };
 
-class Pipeline {
+Picture pictureOf(const LumaPicture &luma, const Meter &meter) {
+  return {luma.samples.data(), meter.width(), meter.height()};
+}
+
+} // namespace
+
+class Pipeline::Threads {
 public:
-  Pipeline(VideoSource &videoSource, std::uint32_t requestedMask, int threads)
-      : source(videoSource), width(videoSource.info().width), height(videoSource.info().height),
-        requested(requestedMask), limit(2 * static_cast<std::size_t>(threads) + 2) {
+  Threads(VideoSource &videoSource, std::uint32_t requested, int count)
+      : source(videoSource), meter(source.info().width, source.info().height, source.info().rate,
+                                   requested),
+        limit(2 * static_cast<std::size_t>(count) + 2) {
     try {
-      for (int i = 0; i < threads; ++i)
+      for (int i = 0; i < count; ++i)
         workers.emplace_back([this] { work(); });
       reader = std::thread([this] { readAll(); });
     } catch (...) {
@@ -72,12 +80,11 @@ public:
       throw;
     }
   }
-  ~Pipeline() { stop(); }
-  Pipeline(const Pipeline &) = delete;
-  Pipeline &operator=(const Pipeline &) = delete;
+  ~Threads() { stop(); }
+  Threads(const Threads &) = delete;
+  Threads &operator=(const Threads &) = delete;
 
-  /// Waits for the next frame in order; empty at the end. Throws what went wrong there.
-  std::optional<FrameMeasures> next() {
+  std::optional<FrameRecord> next() {
     std::unique_lock lock(mutex);
     frameDone.wait(lock, [&] { return inOrder.empty() ? sourceEnded : inOrder.front()->done; });
     if (inOrder.empty() && sourceFailure)
@@ -90,7 +97,8 @@ public:
     roomMade.notify_one();
     if (job->failure)
       std::rethrow_exception(job->failure);
-    return std::move(job->measures);
+    job->record.values = meter.take(job->measures);
+    return job->record;
   }
 
 private:
@@ -113,7 +121,7 @@ private:
   void readFrames() {
     std::shared_ptr<LumaPicture> previous;
     while (true) {
-      const auto job = std::make_shared<Job>();
+      const auto job = std::make_shared<Job>(meter);
       job->picture = pool.take();
       job->previous = std::exchange(previous, job->picture);
       if (!source.read(*job->picture))
@@ -139,7 +147,7 @@ private:
       waiting.pop_front();
       lock.unlock();
       try {
-        job->measures = measureFrame(*job->picture, job->previous.get(), width, height, requested);
+        measure(*job);
       } catch (...) {
         job->failure = std::current_exception();
       }
@@ -149,6 +157,15 @@ private:
       job->done = true;
       frameDone.notify_one();
     }
+  }
+
+  void measure(Job &job) const {
+    const LumaPicture &luma = *job.picture;
+    job.record = {luma.frame, luma.time, luma.pictureType, {}};
+    const Picture picture = pictureOf(luma, meter);
+    const std::optional<Picture> previous =
+        job.previous ? std::optional(pictureOf(*job.previous, meter)) : std::nullopt;
+    job.measures.measure(picture, previous ? &*previous : nullptr);
   }
 
   void stop() {
@@ -165,7 +182,7 @@ private:
   }
 
   VideoSource &source;
-  const std::uint32_t width, height, requested;
+  Meter meter;
   const std::size_t limit; ///< frames that are read and not yet delivered
   PicturePool pool;
 
@@ -180,8 +197,6 @@ private:
   std::vector<std::thread> workers;
 };
 
-} // namespace
-
 int usableCpus() {
   cpu_set_t set;
   CPU_ZERO(&set);
@@ -191,13 +206,19 @@ int usableCpus() {
   return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 }
 
+Pipeline::Pipeline(VideoSource &source, std::uint32_t requested, int count)
+    : threads(std::make_unique<Threads>(source, requested, count)) {}
+Pipeline::~Pipeline() = default;
+
+std::optional<FrameRecord> Pipeline::next() {
+  return threads->next();
+}
+
 void measureFrames(VideoSource &source, std::uint32_t requested, int threads,
                    const std::function<void(const FrameRecord &)> &deliver) {
-  const InputInfo &info = source.info();
-  TemporalCounters counters(info.width, info.height, info.rate, requested);
   Pipeline pipeline(source, requested, threads);
-  while (std::optional<FrameMeasures> measures = pipeline.next())
-    deliver(counters.complete(std::move(*measures)));
+  while (const std::optional<FrameRecord> record = pipeline.next())
+    deliver(*record);
 }
 
 } // namespace lumagauge::qc

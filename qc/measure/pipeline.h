@@ -7,16 +7,35 @@
 #include "qc/source/source.h"
 
 #include <functional>
+#include <memory>
 
 namespace lumagauge::qc {
 
 /// CPUs that this process may use; at least 1.
 int usableCpus();
 
-/// Measures all that `source` still delivers on `threads` threads and calls `deliver` for each
-/// frame, in order, on the calling thread. At most 2 * threads + 2 frames are on their way at any
-/// time, whatever the length of the video. What the source, a measure or `deliver` throws ends the
-/// run and reaches the caller; records of frames ahead of it are delivered before.
+/// Measures all that a source still delivers. At most 2 * threads + 2 frames are on their way at
+/// any time, whatever the length of the video.
+class Pipeline {
+public:
+  /// Starts `threads` threads that measure the indicators of the mask, and one that reads `source`,
+  /// which must outlive the pipeline.
+  Pipeline(VideoSource &source, std::uint32_t requested, int threads);
+  ~Pipeline(); ///< waits for the frames that are being read and measured
+  Pipeline(const Pipeline &) = delete;
+  Pipeline &operator=(const Pipeline &) = delete;
+
+  /// Waits for the next frame in order; empty at the end. Throws what the source or a measure threw
+  /// there; the pipeline is then of no further use.
+  std::optional<FrameRecord> next();
+
+private:
+  class Threads;
+  std::unique_ptr<Threads> threads;
+};
+
+/// Runs a pipeline to its end and calls `deliver` for each frame, in order, on the calling thread.
+/// What `deliver` throws ends the run as well.
 void measureFrames(VideoSource &source, std::uint32_t requested, int threads,
                    const std::function<void(const FrameRecord &)> &deliver);
 

@@ -19,7 +19,7 @@ BatchRow batchRow(const std::string &path, const Judgement &judgement) {
                .broken = {}};
   for (const BrokenRule &broken : judgement.broken)
     row.broken.push_back(broken.kind);
-  for (std::size_t i = 0; i < INDICATORS; ++i)
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i)
     if (judgement.summaries[i].count > 0)
       row.means[i] = judgement.summaries[i].mean;
   return row;

@@ -18,7 +18,7 @@ struct BatchRow {
   double duration = 0; ///< seconds
   std::int64_t events = 0;
   std::vector<std::string> broken;                       ///< kinds, in the profile's order
-  std::array<std::optional<double>, INDICATORS> means{}; ///< empty: no value
+  std::array<std::optional<double>, INDICATOR_COUNT> means{}; ///< empty: no value
   bool resumed = false;                                  ///< the result is that of an earlier run
 };
 

@@ -27,7 +27,7 @@ void printInput(std::ostream &stream, const InputInfo &info, const Judgement &ju
 void printTable(std::ostream &stream, const Judgement &judgement) {
   fmt::print(stream, "\n{:<17} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9}  {}\n", "indicator", "mean",
              "min", "5 %", "50 %", "95 %", "max", "worst at");
-  for (std::size_t i = 0; i < INDICATORS; ++i) {
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
     const IndicatorSummary &s = judgement.summaries[i];
     if (s.count == 0) {
       fmt::print(stream, "{:<17} {:>9}\n", INDICATOR_NAMES[i], s.nan > 0 ? "NaN" : "-");

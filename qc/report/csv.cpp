@@ -36,9 +36,9 @@ void CsvWriter::add(const FrameRecord &record) {
   std::string row = fmt::format("{},{},", record.frame, csvNumber(record.time));
   if (record.pictureType != '?')
     row += record.pictureType;
-  for (const std::optional<double> &value : record.values) {
+  for (const IndicatorInfo &info : INDICATORS) {
     row += ',';
-    if (value)
+    if (const std::optional<double> &value = record[info.indicator])
       row += csvNumber(*value);
   }
   stream << row << "\r\n";

@@ -66,9 +66,9 @@ Json inputJson(const InputInfo &info) {
           {"warnings", info.warnings}};
 }
 
-Json summaryJson(const std::array<IndicatorSummary, INDICATORS> &summaries) {
+Json summaryJson(const std::array<IndicatorSummary, INDICATOR_COUNT> &summaries) {
   Json json = Json::object();
-  for (std::size_t i = 0; i < INDICATORS; ++i) {
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
     const IndicatorSummary &s = summaries[i];
     Json &entry = json[std::string(INDICATOR_NAMES[i])];
     if (s.count + s.nan == 0)
@@ -131,9 +131,9 @@ std::string jsonText(const Json &value) {
 
 Json settingsJson(const Settings &settings) {
   Json names = Json::array();
-  for (std::size_t i = 0; i < INDICATORS; ++i)
-    if ((settings.indicators >> i & 1U) != 0)
-      names.push_back(INDICATOR_NAMES[i]);
+  for (const IndicatorInfo &info : INDICATORS)
+    if ((settings.indicators & bit(info.indicator)) != 0)
+      names.push_back(info.name);
   return {{"indicators", names},
           {"source", textOrNull(settings.source)},
           {"start", textOrNull(settings.start)},
@@ -175,8 +175,8 @@ void JsonWriter::add(const FrameRecord &record) {
   Json frame{{"frame", record.frame}, {"time", jsonNumber(record.time)}};
   frame["picture_type"] =
       record.pictureType == '?' ? Json(nullptr) : Json(std::string(1, record.pictureType));
-  for (std::size_t i = 0; i < INDICATORS; ++i)
-    frame[std::string(INDICATOR_NAMES[i])] = jsonNumber(record.values[i]);
+  for (const IndicatorInfo &info : INDICATORS)
+    frame[std::string(info.name)] = jsonNumber(record[info.indicator]);
   stream << (firstFrame ? "\n" : ",\n") << jsonText(frame);
   firstFrame = false;
 }

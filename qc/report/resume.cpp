@@ -53,7 +53,7 @@ BatchRow rowOf(const Json &document, const std::string &inputPath) {
   row.events = static_cast<std::int64_t>(document.at("events").size());
   for (const Json &broken : document.at("broken_rules"))
     row.broken.push_back(broken.at("kind"));
-  for (std::size_t i = 0; i < INDICATORS; ++i) {
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
     const Json &summary = document.at("summary").at(std::string(INDICATOR_NAMES[i]));
     if (summary.is_object() && summary.contains("mean"))
       row.means[i] = numberOf(summary.at("mean"));

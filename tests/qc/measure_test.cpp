@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The values of lumagauge-qc are those of the library and of lumagauge, for any number of threads.
-#include "indicators/indicators.h"
+// The values of lumagauge-qc are those of a meter and of lumagauge, for any number of threads.
 #include "qc/record.h"
 #include "tests/support/command.h"
 #include "tests/support/pictures.h"
@@ -14,42 +13,14 @@ namespace {
 
 using namespace test;
 
-using Values = std::array<std::optional<double>, INDICATORS>;
-
-constexpr std::pair<std::size_t, double (*)(const Image *)> SPATIAL[] = {
-    {0, measureBlockiness}, {1, measureSpatialActivity},
-    {2, measureLetterbox},  {3, measurePillarbox},
-    {5, measureBlur},       {9, measureExposure},
-    {10, measureContrast},  {11, measureInterlace}};
-
-/// The library's values of all pictures, called one after another as its header says.
-std::vector<Values> libraryValues(const std::vector<Luma> &pictures, double rate) {
-  const std::uint64_t w = pictures[0].w, h = pictures[0].h;
-  Luma counts(w / 8, h / 8), states(counts), changed(counts);
-  FreezingState freezingState;
-  FlickeringState flickeringState;
+/// The values of a meter that is given the pictures one after another.
+std::vector<Values> meterValues(const std::vector<Luma> &pictures, double rate) {
+  const auto w = static_cast<std::uint32_t>(pictures[0].w),
+             h = static_cast<std::uint32_t>(pictures[0].h);
+  Meter meter(w, h, rate);
   std::vector<Values> all;
-  for (std::size_t i = 0; i < pictures.size(); ++i) {
-    const Luma &luma = pictures[i];
-    Values v; // in the order of the report's columns
-    const bool black = measureBlackout(&luma);
-    for (const auto &[column, measure] : SPATIAL)
-      v[column] = measure(&luma);
-    if (w >= 256 && h >= 256)
-      v[4] = measureBlockLoss(&luma);
-    v[7] = black;
-    v[12] = measureNoise(&luma);
-    v[13] = measureSlice(&luma);
-    if (i > 0) {
-      v[6] = temporalActivity(&luma, &pictures[i - 1]);
-      v[8] = measureFreezing(freezingState, black, *v[6], rate);
-      findChangedBlocks(&luma, &pictures[i - 1], &changed);
-      const double flicker = measureFlickering(flickeringState, &changed, &counts, &states);
-      if (i % 8 == 0)
-        v[14] = flicker;
-    }
-    all.push_back(v);
-  }
+  for (const Luma &luma : pictures)
+    all.push_back(meter.add({luma.data, w, h}));
   return all;
 }
 
@@ -73,10 +44,10 @@ struct Clip {
 
 class Values15 : public CommandTest {
 protected:
-  void expectThoseOfLibraryAndMeter(const Clip &clip) const;
+  void expectThoseOfMeterAndCommand(const Clip &clip) const;
 };
 
-void Values15::expectThoseOfLibraryAndMeter(const Clip &clip) const {
+void Values15::expectThoseOfMeterAndCommand(const Clip &clip) const {
   const std::string size = std::to_string(clip.width) + "x" + std::to_string(clip.height);
   ffmpeg("-f lavfi -i " + std::string(clip.filter) + "s=" + size + ":r=30 -frames:v 19 " +
          clip.encoder + " clip.mkv");
@@ -106,23 +77,23 @@ void Values15::expectThoseOfLibraryAndMeter(const Clip &clip) const {
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t2/clip.mkv.csv"));
   EXPECT_EQ(readFile(folder / "t1/clip.mkv.csv"), readFile(folder / "t7/clip.mkv.csv"));
 
-  const std::vector<Values> expected = libraryValues(pictures, 30);
+  const std::vector<Values> expected = meterValues(pictures, 30);
   const auto rows = csv("t1/clip.mkv.csv");
   ASSERT_EQ(rows.size(), 20U);
   for (std::size_t frame = 0; frame < 19; ++frame) {
     std::string field;
     meter >> field;
-    for (std::size_t i = 0; i < INDICATORS; ++i) {
+    for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
+      const std::optional<double> &measured = expected[frame][INDICATORS[i].indicator];
       SCOPED_TRACE(testing::Message() << "frame " << frame << ' ' << INDICATOR_NAMES[i]);
       const std::string &text = rows[frame + 1].at(i + 3);
       meter >> field;
-      ASSERT_EQ(text.empty(), !expected[frame][i].has_value());
+      ASSERT_EQ(text.empty(), !measured.has_value());
       if (text.empty())
         continue;
       const double value = std::stod(text);
-      EXPECT_TRUE(value == *expected[frame][i] ||
-                  (std::isnan(value) && std::isnan(*expected[frame][i])))
-          << text << " is not " << *expected[frame][i];
+      EXPECT_TRUE(value == *measured || (std::isnan(value) && std::isnan(*measured)))
+          << text << " is not " << *measured;
       if (!std::isnan(value)) {
         EXPECT_EQ(shown(i, value), field);
       }
@@ -130,7 +101,7 @@ void Values15::expectThoseOfLibraryAndMeter(const Clip &clip) const {
   }
 }
 
-TEST_F(Values15, AreThoseOfLibraryAndMeter) {
+TEST_F(Values15, AreThoseOfMeterAndCommand) {
   for (const Clip &clip :
        {Clip{"h264", "testsrc2=", 320, 256, "-c:v libx264 -bf 2 -pix_fmt yuv420p"},
         {"oddSize", "mandelbrot=", 161, 121, "-c:v ffv1 -pix_fmt yuv420p"},
@@ -139,7 +110,7 @@ TEST_F(Values15, AreThoseOfLibraryAndMeter) {
         {"lessThanABlock", "testsrc=", 7, 3, "-c:v ffv1 -pix_fmt yuv444p"},
         {"still", "color=c=gray:", 64, 64, "-c:v ffv1 -pix_fmt yuv422p"}}) {
     SCOPED_TRACE(clip.name);
-    expectThoseOfLibraryAndMeter(clip);
+    expectThoseOfMeterAndCommand(clip);
   }
 }
 

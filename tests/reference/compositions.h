@@ -5,7 +5,7 @@
 #ifndef LUMAGAUGE_TESTS_REFERENCE_COMPOSITIONS_H
 #define LUMAGAUGE_TESTS_REFERENCE_COMPOSITIONS_H
 
-#include "indicators/indicators.h"
+#include "indicators/routines.h"
 #include "tests/support/pictures.h"
 
 #include <algorithm>
@@ -79,10 +79,10 @@ inline Doubles matchFractions(const Image *luma, std::uint64_t w, std::uint64_t 
   return fractions;
 }
 
-inline double composedBlockLoss(const Image *luma) {
+inline std::optional<double> composedBlockLoss(const Image *luma) {
   const std::uint64_t across = luma->w / 256, down = luma->h / 256;
   if (across * down == 0)
-    return -1.0;
+    return std::nullopt;
   const Map rows = edges(luma, 1, 16), columns = edges(luma, 16, 1);
   const double threshold = 6.0 * (sum(edges(luma)) / area(luma));
   Map horizontal(across, down), vertical(across, down), products(across, down), runs(luma->w, 1);
