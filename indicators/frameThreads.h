@@ -16,9 +16,10 @@ namespace lumagauge {
 
 constexpr std::size_t PER_FRAME_INDICATOR_COUNT = 12;
 
-/// Lets the C library keep the stacks of all threads of a frame for the next one, where it can be
-/// told to. To be called once, before the first frame.
-void keepThreadStacks();
+/// Makes the stacks of threads created from here on so small that the C library keeps those of a
+/// whole frame for the next one, where it can be told to. To be called once, before the first
+/// frame.
+void useSmallThreadStacks();
 
 /// The threads of one frame, a thread an indicator. All are joined at the latest when it is
 /// destroyed.

@@ -171,7 +171,7 @@ void judgeFreezing(const RunParameters &run, TemporalValues &values) {
 /// Measures and reports the frames of the run. Throws std::bad_alloc when a measure lacked memory.
 int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *video,
                   std::FILE *resultsFile) {
-  keepThreadStacks();
+  useSmallThreadStacks();
   TemporalValues temporal;
   // S + N may also wrap upwards, so N is asked too.
   const std::int32_t end = run.frames > 0 ? run.endFrame() : run.startFrame;
