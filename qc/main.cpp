@@ -14,15 +14,11 @@
 #include "qc/source/input_file.h"
 
 #include <unistd.h>
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 #include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
-#include <limits>
 #include <memory>
 
 namespace lumagauge::qc {
@@ -52,15 +48,6 @@ void catchSignals() {
   sigaction(SIGTERM, &action, nullptr);
   // A reader that went away shows as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
-}
-
-/// Every frame's working pictures come and go; given back to the system each time, they cost as
-/// much time in page faults as measuring does.
-void keepFreedMemory() {
-#ifdef __GLIBC__
-  mallopt(M_MMAP_THRESHOLD, 1 << 30);
-  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
-#endif
 }
 
 void endIfAsked() {
@@ -220,7 +207,6 @@ int answerAll(const Run &run) {
 
 int runCommand(int argc, const char *const *argv) {
   catchSignals();
-  keepFreedMemory();
   std::variant<Options, int> parsed = parseOptions(argc, argv, std::cout, std::cerr);
   if (const int *status = std::get_if<int>(&parsed)) {
     checkStandardOutput();
