@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop.
-#include "indicators/frameThreads.h"
-#include "indicators/routines.h"
+#include "indicators/frame_threads.h"
 #include "indicators/report.h"
+#include "indicators/routines.h"
 #include "tools/working_picture.h"
 
 #include <sys/types.h>
@@ -23,11 +23,11 @@ namespace {
 
 constexpr int SUCCESS = 0;
 constexpr int FAILURE = -1;
-constexpr int DEFAULT_FPS = 25;
+constexpr double DEFAULT_FPS = LUMAGAUGE_DEFAULT_RATE;
 
-constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = 0x40;
-constexpr std::uint32_t FREEZING_BIT = 0x100;
-constexpr std::uint32_t FLICKERING_BIT = 0x4000;
+constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = LUMAGAUGE_BIT(LUMAGAUGE_TEMPORAL_ACTIVITY),
+                        FREEZING_BIT = LUMAGAUGE_BIT(LUMAGAUGE_FREEZING),
+                        FLICKERING_BIT = LUMAGAUGE_BIT(LUMAGAUGE_FLICKERING);
 
 struct CloseFile {
   void operator()(std::FILE *file) const { std::fclose(file); }

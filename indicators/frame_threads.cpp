@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "indicators/frameThreads.h"
+#include "indicators/frame_threads.h"
 
 #include "indicators/routines.h"
 
@@ -8,23 +8,23 @@ namespace lumagauge {
 namespace {
 
 struct PerFrameIndicator {
-  std::uint32_t bit;
+  unsigned number; ///< in the list of indicators
   void *(*routine)(void *);
 };
 /// In the order in which their threads are started and joined.
 constexpr std::array<PerFrameIndicator, PER_FRAME_INDICATOR_COUNT> PER_FRAME_INDICATORS{{
-    {0x1, blockiness},
-    {0x2, spatialActivity},
-    {0x4, letterbox},
-    {0x8, pillarbox},
-    {0x10, blockLoss},
-    {0x20, blur},
-    {0x200, exposure},
-    {0x800, interlace},
-    {0x1000, noise},
-    {0x2000, slice},
-    {0x80, blackout},
-    {0x400, contrastRMS},
+    {LUMAGAUGE_BLOCKINESS, blockiness},
+    {LUMAGAUGE_SPATIAL_ACTIVITY, spatialActivity},
+    {LUMAGAUGE_LETTERBOX, letterbox},
+    {LUMAGAUGE_PILLARBOX, pillarbox},
+    {LUMAGAUGE_BLOCK_LOSS, blockLoss},
+    {LUMAGAUGE_BLUR, blur},
+    {LUMAGAUGE_EXPOSURE, exposure},
+    {LUMAGAUGE_INTERLACE, interlace},
+    {LUMAGAUGE_NOISE, noise},
+    {LUMAGAUGE_SLICE, slice},
+    {LUMAGAUGE_BLACKOUT, blackout},
+    {LUMAGAUGE_CONTRAST, contrastRMS},
 }};
 
 /// Twelve such stacks are well within the 40 MiB that the C library keeps for later threads; of the
@@ -48,7 +48,7 @@ void useSmallThreadStacks() {
 
 FrameThreads::FrameThreads(std::uint32_t requested, Image *luma) {
   for (const PerFrameIndicator &indicator : PER_FRAME_INDICATORS) {
-    if ((requested & indicator.bit) == 0)
+    if ((requested & LUMAGAUGE_BIT(indicator.number)) == 0)
       continue;
     if (pthread_create(&threads[running], nullptr, indicator.routine, luma) == 0)
       ++running;
