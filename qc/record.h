@@ -42,6 +42,9 @@ constexpr std::array<std::string_view, INDICATORS> INDICATOR_NAMES{
 /// Bit i of a mask requests indicator i; the same bits as those of the lumagauge command.
 constexpr std::uint32_t ALL_INDICATORS = (1U << INDICATORS) - 1;
 
+/// Frames a second where neither the input nor the user says.
+constexpr double DEFAULT_RATE = 25.0;
+
 /// A time range of the input in which frames could not be decoded.
 struct DecodeError {
   std::int64_t frame;  ///< number of the next frame that was delivered
@@ -62,7 +65,7 @@ struct InputInfo {
   std::string range;    ///< "full", "limited" or "unknown"; never changed
   int stream = 0;       ///< index in the container
   std::optional<double> averageRate; ///< frames a second, as the container says
-  double rate = 25.0;                ///< frames a second that freezing uses
+  double rate = DEFAULT_RATE;        ///< frames a second that freezing uses
   std::string rateOrigin;            ///< where `rate` is from: "stated", "average" or "default"
   std::optional<double> duration;    ///< seconds, where known
   std::optional<std::int64_t> frameCount; ///< frames to be expected, where known

@@ -12,22 +12,18 @@ extern "C" {
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <utility>
 
 namespace lumagauge::qc {
 
 namespace {
 
-constexpr double DEFAULT_RATE = 25.0;
 /// Faults in a row after which reading or draining is given up: no progress is to be expected.
 constexpr int MAX_FAILURES_IN_A_ROW = 200;
 /// More than any decoder's delay: memory does not grow with an input that is all damage.
 constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 /// Rates that are one: as stated and as counted from the time stamps.
 constexpr double RATE_TOLERANCE = 0.01;
-
-constexpr std::int64_t PADDING_PIXELS = 1 << 20;
 /// A stamp so far back is that of another recording.
 constexpr double RESTART_SECONDS = 0.5;
 /// Frames apart, at the least, so that times always rise.
@@ -36,12 +32,6 @@ constexpr double LEAST_STEP = 1.0 / 16;
 constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
 /// Containers and streams may differ in length by so much without anything missing.
 constexpr double SHORTER_DURATION_SECONDS = 0.1;
-
-template <class T> T *allocated(T *pointer) {
-  if (pointer == nullptr)
-    throw std::bad_alloc();
-  return pointer;
-}
 
 std::optional<double> positive(AVRational rate) {
   if (rate.num <= 0 || rate.den <= 0)
@@ -124,20 +114,15 @@ void LibavSource::openDecoder(const SourceOptions &options) {
   if (codec == nullptr)
     throw InputError(fmt::format("no decoder is known for its codec {}", inputInfo.codec));
   decoder.reset(allocated(avcodec_alloc_context3(codec)));
-  int code = avcodec_parameters_to_context(decoder.get(), &parameters);
+  const std::string failure =
+      fmt::format("the decoder for its codec {} cannot be started", inputInfo.codec);
+  checkLibav(avcodec_parameters_to_context(decoder.get(), &parameters), failure);
   decoder->pkt_timebase = stream->time_base;
-  // The decoder counts pictures with their padding, so its own limit is a wider one.
-  decoder->max_pixels = 2 * options.maxPixels + PADDING_PIXELS;
+  decoder->max_pixels = maxDecodedPixels(options);
   decoder->thread_count = options.decodeThreads;
   // The exact crop also where its left edge is not aligned in memory.
   decoder->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_UNALIGNED;
-  if (code >= 0)
-    code = avcodec_open2(decoder.get(), codec, nullptr);
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
-  if (code < 0)
-    throw InputError(fmt::format("the decoder for its codec {} cannot be started: {}",
-                                 inputInfo.codec, libavError(code)));
+  checkLibav(avcodec_open2(decoder.get(), codec, nullptr), failure);
 }
 
 void LibavSource::describeStream(const SourceOptions &options) {
@@ -160,7 +145,7 @@ void LibavSource::describeStream(const SourceOptions &options) {
                                               : "default";
   if (stream->duration > 0)
     inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-  else if (input->duration > 0 && !isBareStream())
+  else if (input->duration > 0 && !input.isBareStream())
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
   if (stream->nb_frames >= PLACEHOLDER_FRAMES)
     inputInfo.duration.reset();
@@ -177,8 +162,7 @@ void LibavSource::describeStream(const SourceOptions &options) {
 
 void LibavSource::describePicture(const SourceOptions &options) {
   const auto format = static_cast<AVPixelFormat>(frame->format);
-  if (!givesLuma(format))
-    throw InputError(fmt::format("its pixel format {} gives no luma", av_get_pix_fmt_name(format)));
+  requireLuma(format);
   inputInfo.width = static_cast<std::uint32_t>(frame->width);
   inputInfo.height = static_cast<std::uint32_t>(frame->height);
   inputInfo.pixelFormat = av_get_pix_fmt_name(format);
@@ -186,7 +170,7 @@ void LibavSource::describePicture(const SourceOptions &options) {
   inputInfo.lumaRule = lumaRule(format);
   inputInfo.range = rangeName(frame->color_range, format);
   // A bare stream has the rate that its headers say, else libavformat makes one up.
-  if (isBareStream() && !options.fps && !positive(decoder->framerate)) {
+  if (input.isBareStream() && !options.fps && !positive(decoder->framerate)) {
     inputInfo.rate = DEFAULT_RATE;
     inputInfo.rateOrigin = "default";
     inputInfo.averageRate.reset();
@@ -226,11 +210,9 @@ bool LibavSource::read(LumaPicture &picture) {
 
 bool LibavSource::decodeFrame() {
   while (true) {
-    const int code = avcodec_receive_frame(decoder.get(), frame.get());
+    const int code = checkMemory(avcodec_receive_frame(decoder.get(), frame.get()));
     if (code == 0)
       return true;
-    if (code == AVERROR(ENOMEM))
-      throw std::bad_alloc();
     if (code == AVERROR_EOF)
       return false;
     if (code == AVERROR(EAGAIN) && !draining) {
@@ -246,11 +228,9 @@ bool LibavSource::decodeFrame() {
 
 void LibavSource::feedDecoder() {
   int code = 0;
-  while ((code = av_read_frame(input.get(), packet.get())) >= 0 &&
+  while ((code = checkMemory(av_read_frame(input.get(), packet.get()))) >= 0 &&
          (packet->stream_index != stream->index || packet->size == 0))
     av_packet_unref(packet.get());
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
   const bool endOfInput = code == AVERROR_EOF || (code < 0 && input.wentPastEnd());
   if (code < 0 && !endOfInput && input.readFailure() == 0 &&
       ++failuresInARow <= MAX_FAILURES_IN_A_ROW) {
@@ -266,9 +246,7 @@ void LibavSource::feedDecoder() {
   packetEnd = packet->pos + packet->size;
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
     addError(packetTime(), "the container marks data as damaged or incomplete");
-  code = avcodec_send_packet(decoder.get(), packet.get());
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
+  code = checkMemory(avcodec_send_packet(decoder.get(), packet.get()));
   if (code < 0) {
     ++failedPackets;
     addError(packetTime(), libavError(code));
@@ -310,7 +288,7 @@ void LibavSource::reportMissingEnd() {
 double LibavSource::frameTime() {
   const double step = 1.0 / inputInfo.rate;
   double time = frames == 0 ? 0.0 : lastTime + step;
-  if (isBareStream()) {
+  if (input.isBareStream()) {
     time = static_cast<double>(frames) * step;
   } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
     const double stamp = seconds(frame->best_effort_timestamp);
@@ -325,10 +303,6 @@ double LibavSource::frameTime() {
   lastEnd =
       time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
   return time;
-}
-
-bool LibavSource::isBareStream() const {
-  return (input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0;
 }
 
 bool LibavSource::hasChangedSize() const {

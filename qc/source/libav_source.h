@@ -24,14 +24,8 @@ public:
   const InputEnd &end() const override { return inputEnd; }
 
 private:
-  struct FreeCodec {
-    void operator()(AVCodecContext *unused) const { avcodec_free_context(&unused); }
-  };
-  struct FreePacket {
-    void operator()(AVPacket *unused) const { av_packet_free(&unused); }
-  };
-  struct FreeFrame {
-    void operator()(AVFrame *unused) const { av_frame_free(&unused); }
+  template <auto FREE> struct Free {
+    template <class T> void operator()(T *unused) const { FREE(&unused); }
   };
 
   void chooseStream(const SourceOptions &options);
@@ -44,7 +38,6 @@ private:
   void finishDemuxing(int code);
   void reportMissingEnd();
   double frameTime();
-  bool isBareStream() const; ///< without a container, so without time stamps
   bool hasChangedSize() const;
   void reportConcealment();
   void addError(double time, std::string message);
@@ -57,9 +50,9 @@ private:
 
   LibavInput input;
   AVStream *stream = nullptr;
-  std::unique_ptr<AVCodecContext, FreeCodec> decoder;
-  std::unique_ptr<AVPacket, FreePacket> packet;
-  std::unique_ptr<AVFrame, FreeFrame> frame;
+  std::unique_ptr<AVCodecContext, Free<avcodec_free_context>> decoder;
+  std::unique_ptr<AVPacket, Free<av_packet_free>> packet;
+  std::unique_ptr<AVFrame, Free<av_frame_free>> frame;
   LumaReader luma;
   Window window;
   InputInfo inputInfo;

@@ -85,6 +85,11 @@ bool givesLuma(AVPixelFormat format) {
                                sws_isSupportedInput(format) != 0);
 }
 
+void requireLuma(AVPixelFormat format) {
+  if (!givesLuma(format))
+    throw InputError(fmt::format("its pixel format {} gives no luma", descriptor(format).name));
+}
+
 int lumaDepth(AVPixelFormat format) {
   const AVPixFmtDescriptor &known = descriptor(format);
   int depth = known.comp[0].depth;
@@ -148,8 +153,7 @@ void LumaReader::read(const Planes &planes, AVPixelFormat format, int width, int
 void LumaReader::convert(const Planes &planes, AVPixelFormat format, int width, int height) {
   const AVPixelFormat target = convertedFormat(format);
   if (scalerFormat != format || scalerWidth != width || scalerHeight != height) {
-    if (!givesLuma(format))
-      throw InputError(fmt::format("its pixel format {} gives no luma", descriptor(format).name));
+    requireLuma(format);
     sws_freeContext(scaler);
     scalerFormat = AV_PIX_FMT_NONE;
     scaler =

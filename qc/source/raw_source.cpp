@@ -17,7 +17,6 @@ namespace lumagauge::qc {
 
 namespace {
 
-constexpr double DEFAULT_RATE = 25.0;
 /// libswscale's vector code may read a little behind the samples.
 constexpr std::size_t PADDING = 64;
 constexpr int MAX_SUGGESTIONS = 6;
