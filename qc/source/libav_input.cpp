@@ -162,10 +162,6 @@ bool LibavInput::isSeekable() const {
   return format->pb != nullptr && (format->pb->seekable & AVIO_SEEKABLE_NORMAL) != 0;
 }
 
-bool LibavInput::isBareStream() const {
-  return (format->iformat->flags & AVFMT_NOTIMESTAMPS) != 0;
-}
-
 bool LibavInput::wentPastEnd() const {
   return file ? file->wentPastEnd() : format->pb != nullptr && avio_feof(format->pb) != 0;
 }

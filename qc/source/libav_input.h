@@ -43,7 +43,6 @@ public:
   AVFormatContext *operator->() const { return format; }
   AVFormatContext *get() const { return format; }
   bool isSeekable() const;
-  bool isBareStream() const; ///< without a container, so without time stamps
   /// The input ended before what the container refers to.
   bool wentPastEnd() const;
   /// The error number of the first read that failed, 0 where none did.

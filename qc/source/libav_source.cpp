@@ -24,10 +24,6 @@ constexpr int MAX_FAILURES_IN_A_ROW = 200;
 constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 /// Rates that are one: as stated and as counted from the time stamps.
 constexpr double RATE_TOLERANCE = 0.01;
-/// A stamp so far back is that of another recording.
-constexpr double RESTART_SECONDS = 0.5;
-/// Frames apart, at the least, so that times always rise.
-constexpr double LEAST_STEP = 1.0 / 16;
 /// What writers of AVI put where the number of frames belongs when they cannot come back to it.
 constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
 /// Containers and streams may differ in length by so much without anything missing.
@@ -59,28 +55,9 @@ char pictureType(AVPictureType type) {
   return letter == 'I' || letter == 'P' || letter == 'B' ? letter : '?';
 }
 
-} // namespace
-
-LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
-    : input(path, options), packet(allocated(av_packet_alloc())),
-      frame(allocated(av_frame_alloc())), window(options) {
-  inputInfo.path = path;
-  chooseStream(options);
-  openDecoder(options);
-  describeStream(options);
-  if (!decodeFrame())
-    throw InputError(fmt::format(
-        "no picture of its stream {} can be decoded ({}){}{}", stream->index, inputInfo.codec,
-        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
-        input.isSeekable() ? ""
-                           : "; a container whose index comes last, as in many mp4 "
-                             "files, cannot be read from a pipe"));
-  framePending = true;
-  checkSize(frame->width, frame->height, options.maxPixels);
-  describePicture(options);
-}
-
-void LibavSource::chooseStream(const SourceOptions &options) {
+/// Tells the demuxer to leave all other streams out.
+AVStream &chooseStream(const LibavInput &input, const SourceOptions &options) {
+  AVStream *chosen = nullptr;
   std::string videos;
   for (unsigned i = 0; i < input->nb_streams; ++i) {
     AVStream *candidate = input->streams[i];
@@ -89,13 +66,13 @@ void LibavSource::chooseStream(const SourceOptions &options) {
     if (isVideo)
       videos += fmt::format("{}{}", videos.empty() ? "" : ", ", i);
     if (isVideo &&
-        (options.stream ? *options.stream == static_cast<int>(i) : stream == nullptr && !isCover))
-      stream = candidate;
+        (options.stream ? *options.stream == static_cast<int>(i) : chosen == nullptr && !isCover))
+      chosen = candidate;
     else
       candidate->discard = AVDISCARD_ALL;
   }
-  if (stream != nullptr)
-    return;
+  if (chosen != nullptr)
+    return *chosen;
   if (videos.empty())
     throw InputError("it holds no video stream");
   throw InputError(options.stream ? fmt::format("its stream {} is no video; its video streams are "
@@ -106,8 +83,28 @@ void LibavSource::chooseStream(const SourceOptions &options) {
                                                 videos));
 }
 
+} // namespace
+
+LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
+    : input(path, options), stream(chooseStream(input, options)), clock(*input.get(), stream),
+      packet(allocated(av_packet_alloc())), frame(allocated(av_frame_alloc())), window(options) {
+  inputInfo.path = path;
+  openDecoder(options);
+  describeStream(options);
+  if (!decodeFrame())
+    throw InputError(fmt::format(
+        "no picture of its stream {} can be decoded ({}){}{}", stream.index, inputInfo.codec,
+        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
+        input.isSeekable() ? ""
+                           : "; a container whose index comes last, as in many mp4 "
+                             "files, cannot be read from a pipe"));
+  framePending = true;
+  checkSize(frame->width, frame->height, options.maxPixels);
+  describePicture(options);
+}
+
 void LibavSource::openDecoder(const SourceOptions &options) {
-  const AVCodecParameters &parameters = *stream->codecpar;
+  const AVCodecParameters &parameters = *stream.codecpar;
   inputInfo.codec = avcodec_get_name(parameters.codec_id);
   checkSize(parameters.width, parameters.height, options.maxPixels);
   const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
@@ -117,7 +114,7 @@ void LibavSource::openDecoder(const SourceOptions &options) {
   const std::string failure =
       fmt::format("the decoder for its codec {} cannot be started", inputInfo.codec);
   checkLibav(avcodec_parameters_to_context(decoder.get(), &parameters), failure);
-  decoder->pkt_timebase = stream->time_base;
+  decoder->pkt_timebase = stream.time_base;
   decoder->max_pixels = maxDecodedPixels(options);
   decoder->thread_count = options.decodeThreads;
   // The exact crop also where its left edge is not aligned in memory.
@@ -127,9 +124,9 @@ void LibavSource::openDecoder(const SourceOptions &options) {
 
 void LibavSource::describeStream(const SourceOptions &options) {
   inputInfo.format = input->iformat->name;
-  inputInfo.stream = stream->index;
-  inputInfo.averageRate = positive(stream->avg_frame_rate);
-  const std::optional<double> nominal = positive(stream->r_frame_rate);
+  inputInfo.stream = stream.index;
+  inputInfo.averageRate = positive(stream.avg_frame_rate);
+  const std::optional<double> nominal = positive(stream.r_frame_rate);
   const auto &average = inputInfo.averageRate;
   const bool agree =
       nominal && average && std::abs(*nominal - *average) <= RATE_TOLERANCE * *average;
@@ -143,15 +140,15 @@ void LibavSource::describeStream(const SourceOptions &options) {
                          : average            ? "average"
                          : nominal            ? "stated"
                                               : "default";
-  if (stream->duration > 0)
-    inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-  else if (input->duration > 0 && !input.isBareStream())
+  if (stream.duration > 0)
+    inputInfo.duration = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+  else if (input->duration > 0 && clock.hasStamps())
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
-  if (stream->nb_frames >= PLACEHOLDER_FRAMES)
+  if (stream.nb_frames >= PLACEHOLDER_FRAMES)
     inputInfo.duration.reset();
-  else if (stream->nb_frames > 0)
-    inputInfo.frameCount = stream->nb_frames;
-  const AVDictionaryEntry *tag = av_dict_get(stream->metadata, "DURATION", nullptr, 0);
+  else if (stream.nb_frames > 0)
+    inputInfo.frameCount = stream.nb_frames;
+  const AVDictionaryEntry *tag = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
   std::int64_t tagged = 0;
   if (tag != nullptr && av_parse_time(&tagged, tag->value, 1) >= 0)
     announcedDuration = static_cast<double>(tagged) / AV_TIME_BASE;
@@ -170,7 +167,7 @@ void LibavSource::describePicture(const SourceOptions &options) {
   inputInfo.lumaRule = lumaRule(format);
   inputInfo.range = rangeName(frame->color_range, format);
   // A bare stream has the rate that its headers say, else libavformat makes one up.
-  if (input.isBareStream() && !options.fps && !positive(decoder->framerate)) {
+  if (!clock.hasStamps() && !options.fps && !positive(decoder->framerate)) {
     inputInfo.rate = DEFAULT_RATE;
     inputInfo.rateOrigin = "default";
     inputInfo.averageRate.reset();
@@ -180,14 +177,14 @@ void LibavSource::describePicture(const SourceOptions &options) {
 bool LibavSource::read(LumaPicture &picture) {
   while (!finished && !window.isComplete() &&
          (std::exchange(framePending, false) || decodeFrame())) {
+    picture.time = clock.advance(*frame, frames, inputInfo.rate);
     if (hasChangedSize()) {
       ++resizedPictures;
-      addError(frameTime(), fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
-                                        frame->height, inputInfo.width, inputInfo.height));
+      addError(picture.time, fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
+                                         frame->height, inputInfo.width, inputInfo.height));
       continue;
     }
     picture.frame = frames;
-    picture.time = frameTime();
     picture.pictureType = pictureType(frame->pict_type);
     if (window.isAfter(picture))
       break;
@@ -220,7 +217,7 @@ bool LibavSource::decodeFrame() {
       continue;
     }
     ++failedPackets;
-    addError(lastTime, libavError(code));
+    addError(clock.now(), libavError(code));
     if (draining && ++failuresInARow > MAX_FAILURES_IN_A_ROW)
       return false;
   }
@@ -229,12 +226,12 @@ bool LibavSource::decodeFrame() {
 void LibavSource::feedDecoder() {
   int code = 0;
   while ((code = checkMemory(av_read_frame(input.get(), packet.get()))) >= 0 &&
-         (packet->stream_index != stream->index || packet->size == 0))
+         (packet->stream_index != stream.index || packet->size == 0))
     av_packet_unref(packet.get());
   const bool endOfInput = code == AVERROR_EOF || (code < 0 && input.wentPastEnd());
   if (code < 0 && !endOfInput && input.readFailure() == 0 &&
       ++failuresInARow <= MAX_FAILURES_IN_A_ROW) {
-    addError(lastTime, fmt::format("the container is damaged: {}", libavError(code)));
+    addError(clock.now(), fmt::format("the container is damaged: {}", libavError(code)));
     return;
   }
   if (code < 0) {
@@ -245,11 +242,11 @@ void LibavSource::feedDecoder() {
   ++packets;
   packetEnd = packet->pos + packet->size;
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
-    addError(packetTime(), "the container marks data as damaged or incomplete");
+    addError(clock.timeOf(*packet), "the container marks data as damaged or incomplete");
   code = checkMemory(avcodec_send_packet(decoder.get(), packet.get()));
   if (code < 0) {
     ++failedPackets;
-    addError(packetTime(), libavError(code));
+    addError(clock.timeOf(*packet), libavError(code));
   }
   av_packet_unref(packet.get());
 }
@@ -262,7 +259,7 @@ void LibavSource::finishDemuxing(int code) {
   else if (code != AVERROR_EOF && !input.wentPastEnd())
     inputEnd.reason = fmt::format("reading stopped in damaged data: {}", libavError(code));
   if (!inputEnd.reason.empty())
-    addError(lastTime, inputEnd.reason);
+    addError(clock.now(), inputEnd.reason);
   // The demuxer of y4m passes over a last frame that is not whole.
   const bool isFramesAlone = inputInfo.format == "yuv4mpegpipe";
   endedInside =
@@ -276,33 +273,14 @@ void LibavSource::reportMissingEnd() {
     return;
   const double slack = std::max(2.0 / inputInfo.rate, SHORTER_DURATION_SECONDS);
   if (inputInfo.frameCount && packets < *inputInfo.frameCount)
-    addError(lastTime,
+    addError(clock.now(),
              fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
-  else if (!inputInfo.frameCount && announcedDuration && lastEnd + slack < *announcedDuration)
-    addError(lastTime, fmt::format("the input ends after {:.3f} of {:.3f} seconds", lastEnd,
-                                   *announcedDuration));
+  else if (!inputInfo.frameCount && announcedDuration &&
+           clock.displayEnd() + slack < *announcedDuration)
+    addError(clock.now(), fmt::format("the input ends after {:.3f} of {:.3f} seconds",
+                                      clock.displayEnd(), *announcedDuration));
   else if (endedInside)
-    addError(lastTime, "the input ends inside a frame");
-}
-
-double LibavSource::frameTime() {
-  const double step = 1.0 / inputInfo.rate;
-  double time = frames == 0 ? 0.0 : lastTime + step;
-  if (input.isBareStream()) {
-    time = static_cast<double>(frames) * step;
-  } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
-    const double stamp = seconds(frame->best_effort_timestamp);
-    // Recordings joined end to end start over: they continue a frame later instead. A single stamp
-    // that is not later than the one before it only gives way.
-    if (frames > 0 && stamp + timeOffset < lastTime - RESTART_SECONDS)
-      timeOffset = time - stamp;
-    time = frames > 0 ? std::max(stamp + timeOffset, lastTime + LEAST_STEP * step)
-                      : stamp + timeOffset;
-  }
-  lastTime = time;
-  lastEnd =
-      time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
-  return time;
+    addError(clock.now(), "the input ends inside a frame");
 }
 
 bool LibavSource::hasChangedSize() const {
@@ -312,7 +290,7 @@ bool LibavSource::hasChangedSize() const {
 
 void LibavSource::reportConcealment() {
   if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
-    addError(lastTime, "the picture is damaged; the decoder concealed what it could not decode");
+    addError(clock.now(), "the picture is damaged; the decoder concealed what it could not decode");
 }
 
 void LibavSource::addError(double time, std::string message) {
@@ -328,19 +306,6 @@ void LibavSource::settleErrors(double time) {
       inputEnd.errors.push_back(error);
     }
   std::erase_if(unsettledErrors, [&](const DecodeError &error) { return error.time <= time; });
-}
-
-double LibavSource::seconds(std::int64_t stamp) const {
-  const AVRational base = stream->time_base;
-  const std::int64_t origin = input->start_time == AV_NOPTS_VALUE
-                                  ? 0
-                                  : av_rescale_q(input->start_time, AV_TIME_BASE_Q, base);
-  return (static_cast<double>(stamp) - static_cast<double>(origin)) * base.num / base.den;
-}
-
-double LibavSource::packetTime() const {
-  const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-  return stamp == AV_NOPTS_VALUE ? lastTime : seconds(stamp) + timeOffset;
 }
 
 void LibavSource::finish() {

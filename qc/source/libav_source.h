@@ -4,6 +4,7 @@
 #ifndef LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 #define LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 
+#include "qc/source/frame_clock.h"
 #include "qc/source/libav_input.h"
 #include "qc/source/luma.h"
 
@@ -28,7 +29,6 @@ private:
     template <class T> void operator()(T *unused) const { FREE(&unused); }
   };
 
-  void chooseStream(const SourceOptions &options);
   void openDecoder(const SourceOptions &options);
   void describeStream(const SourceOptions &options);
   void describePicture(const SourceOptions &options);
@@ -37,19 +37,17 @@ private:
   void feedDecoder();
   void finishDemuxing(int code);
   void reportMissingEnd();
-  double frameTime();
   bool hasChangedSize() const;
   void reportConcealment();
   void addError(double time, std::string message);
   /// Gives the errors up to `time` the number of the next frame: decoders are some packets ahead of
   /// the pictures that they give out. Of several without a picture between them one stays.
   void settleErrors(double time);
-  double seconds(std::int64_t stamp) const; ///< from the container's start
-  double packetTime() const;
   void finish();
 
   LibavInput input;
-  AVStream *stream = nullptr;
+  AVStream &stream; ///< of `input`
+  FrameClock clock;
   std::unique_ptr<AVCodecContext, Free<avcodec_free_context>> decoder;
   std::unique_ptr<AVPacket, Free<av_packet_free>> packet;
   std::unique_ptr<AVFrame, Free<av_frame_free>> frame;
@@ -67,10 +65,7 @@ private:
   std::int64_t packetEnd = 0; ///< of the last one, in the input's bytes
   int failuresInARow = 0;
   std::vector<DecodeError> unsettledErrors;
-  double lastTime = 0.0;                   ///< of the last picture
-  double lastEnd = 0.0;                    ///< of its display
   std::optional<double> announcedDuration; ///< seconds, of this stream
-  double timeOffset = 0.0;                 ///< added where time stamps went back
 };
 
 } // namespace lumagauge::qc
