@@ -11,17 +11,12 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 namespace lumagauge::qc {
 
 namespace {
 
-/// Faults in a row after which reading or draining is given up: no progress is to be expected.
-constexpr int MAX_FAILURES_IN_A_ROW = 200;
-/// More than any decoder's delay: memory does not grow with an input that is all damage.
-constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 /// Rates that are one: as stated and as counted from the time stamps.
 constexpr double RATE_TOLERANCE = 0.01;
 /// What writers of AVI put where the number of frames belongs when they cannot come back to it.
@@ -94,7 +89,7 @@ LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
   if (!decodeFrame())
     throw InputError(fmt::format(
         "no picture of its stream {} can be decoded ({}){}{}", stream.index, inputInfo.codec,
-        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
+        log.waitingErrors().empty() ? "" : ": " + log.waitingErrors().front().message,
         input.isSeekable() ? ""
                            : "; a container whose index comes last, as in many mp4 "
                              "files, cannot be read from a pipe"));
@@ -177,20 +172,19 @@ void LibavSource::describePicture(const SourceOptions &options) {
 bool LibavSource::read(LumaPicture &picture) {
   while (!finished && !window.isComplete() &&
          (std::exchange(framePending, false) || decodeFrame())) {
-    picture.time = clock.advance(*frame, frames, inputInfo.rate);
+    picture.time = clock.advance(*frame, log.pictures(), inputInfo.rate);
     if (hasChangedSize()) {
-      ++resizedPictures;
-      addError(picture.time, fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
-                                         frame->height, inputInfo.width, inputInfo.height));
+      log.addResizedPicture(picture.time,
+                            fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
+                                        frame->height, inputInfo.width, inputInfo.height));
       continue;
     }
-    picture.frame = frames;
+    picture.frame = log.pictures();
     picture.pictureType = pictureType(frame->pict_type);
     if (window.isAfter(picture))
       break;
     reportConcealment();
-    settleErrors(picture.time);
-    ++frames;
+    log.addPicture(picture.time);
     if (window.isBefore(picture))
       continue;
     Planes planes{};
@@ -201,7 +195,10 @@ bool LibavSource::read(LumaPicture &picture) {
     window.delivered(picture);
     return true;
   }
-  finish();
+  if (!std::exchange(finished, true)) {
+    reportMissingEnd();
+    log.finish();
+  }
   return false;
 }
 
@@ -216,9 +213,8 @@ bool LibavSource::decodeFrame() {
       feedDecoder();
       continue;
     }
-    ++failedPackets;
-    addError(clock.now(), libavError(code));
-    if (draining && ++failuresInARow > MAX_FAILURES_IN_A_ROW)
+    log.addFailure(clock.now(), libavError(code));
+    if (draining && !log.addFault())
       return false;
   }
 }
@@ -229,25 +225,21 @@ void LibavSource::feedDecoder() {
          (packet->stream_index != stream.index || packet->size == 0))
     av_packet_unref(packet.get());
   const bool endOfInput = code == AVERROR_EOF || (code < 0 && input.wentPastEnd());
-  if (code < 0 && !endOfInput && input.readFailure() == 0 &&
-      ++failuresInARow <= MAX_FAILURES_IN_A_ROW) {
-    addError(clock.now(), fmt::format("the container is damaged: {}", libavError(code)));
+  if (code < 0 && !endOfInput && input.readFailure() == 0 && log.addFault()) {
+    log.addError(clock.now(), fmt::format("the container is damaged: {}", libavError(code)));
     return;
   }
   if (code < 0) {
     finishDemuxing(code);
     return;
   }
-  failuresInARow = 0;
-  ++packets;
+  log.addPacket();
   packetEnd = packet->pos + packet->size;
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
-    addError(clock.timeOf(*packet), "the container marks data as damaged or incomplete");
+    log.addError(clock.timeOf(*packet), "the container marks data as damaged or incomplete");
   code = checkMemory(avcodec_send_packet(decoder.get(), packet.get()));
-  if (code < 0) {
-    ++failedPackets;
-    addError(clock.timeOf(*packet), libavError(code));
-  }
+  if (code < 0)
+    log.addFailure(clock.timeOf(*packet), libavError(code));
   av_packet_unref(packet.get());
 }
 
@@ -255,32 +247,30 @@ void LibavSource::finishDemuxing(int code) {
   draining = true;
   avcodec_send_packet(decoder.get(), nullptr);
   if (input.readFailure() != 0)
-    inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(input.readFailure()));
+    log.stop(clock.now(), fmt::format("reading stopped: {}", std::strerror(input.readFailure())));
   else if (code != AVERROR_EOF && !input.wentPastEnd())
-    inputEnd.reason = fmt::format("reading stopped in damaged data: {}", libavError(code));
-  if (!inputEnd.reason.empty())
-    addError(clock.now(), inputEnd.reason);
+    log.stop(clock.now(), fmt::format("reading stopped in damaged data: {}", libavError(code)));
   // The demuxer of y4m passes over a last frame that is not whole.
   const bool isFramesAlone = inputInfo.format == "yuv4mpegpipe";
-  endedInside =
-      code != AVERROR_EOF || (isFramesAlone && packets > 0 && avio_tell(input->pb) > packetEnd);
+  endedInside = code != AVERROR_EOF ||
+                (isFramesAlone && log.packets() > 0 && avio_tell(input->pb) > packetEnd);
 }
 
 /// Reports an input that is shorter than it says itself. Only what was read to the end of the file
 /// counts: indexes may well list frames that are not meant to be shown.
 void LibavSource::reportMissingEnd() {
-  if (!draining || !inputEnd.reason.empty() || !input.wentPastEnd())
+  if (!draining || !end().reason.empty() || !input.wentPastEnd())
     return;
   const double slack = std::max(2.0 / inputInfo.rate, SHORTER_DURATION_SECONDS);
-  if (inputInfo.frameCount && packets < *inputInfo.frameCount)
-    addError(clock.now(),
-             fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
+  if (inputInfo.frameCount && log.packets() < *inputInfo.frameCount)
+    log.addError(clock.now(), fmt::format("the input ends after {} of {} frames", log.packets(),
+                                          *inputInfo.frameCount));
   else if (!inputInfo.frameCount && announcedDuration &&
            clock.displayEnd() + slack < *announcedDuration)
-    addError(clock.now(), fmt::format("the input ends after {:.3f} of {:.3f} seconds",
-                                      clock.displayEnd(), *announcedDuration));
+    log.addError(clock.now(), fmt::format("the input ends after {:.3f} of {:.3f} seconds",
+                                          clock.displayEnd(), *announcedDuration));
   else if (endedInside)
-    addError(clock.now(), "the input ends inside a frame");
+    log.addError(clock.now(), "the input ends inside a frame");
 }
 
 bool LibavSource::hasChangedSize() const {
@@ -290,36 +280,8 @@ bool LibavSource::hasChangedSize() const {
 
 void LibavSource::reportConcealment() {
   if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
-    addError(clock.now(), "the picture is damaged; the decoder concealed what it could not decode");
-}
-
-void LibavSource::addError(double time, std::string message) {
-  unsettledErrors.push_back({frames, time, std::move(message)});
-  if (unsettledErrors.size() > MAX_UNSETTLED_ERRORS)
-    settleErrors(std::numeric_limits<double>::max());
-}
-
-void LibavSource::settleErrors(double time) {
-  for (DecodeError &error : unsettledErrors)
-    if (error.time <= time && (inputEnd.errors.empty() || inputEnd.errors.back().frame != frames)) {
-      error.frame = frames;
-      inputEnd.errors.push_back(error);
-    }
-  std::erase_if(unsettledErrors, [&](const DecodeError &error) { return error.time <= time; });
-}
-
-void LibavSource::finish() {
-  if (std::exchange(finished, true))
-    return;
-  reportMissingEnd();
-  settleErrors(std::numeric_limits<double>::max());
-  if (inputEnd.reason.empty() && resizedPictures > 0)
-    inputEnd.reason = fmt::format("{} pictures have another size than the first one and were not "
-                                  "measured",
-                                  resizedPictures);
-  if (inputEnd.reason.empty() && 2 * failedPackets > packets)
-    inputEnd.reason = fmt::format("{} of {} packets could not be decoded", failedPackets, packets);
-  inputEnd.doubtful = !inputEnd.reason.empty();
+    log.addError(clock.now(),
+                 "the picture is damaged; the decoder concealed what it could not decode");
 }
 
 } // namespace lumagauge::qc

@@ -4,6 +4,7 @@
 #ifndef LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 #define LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 
+#include "qc/source/decode_log.h"
 #include "qc/source/frame_clock.h"
 #include "qc/source/libav_input.h"
 #include "qc/source/luma.h"
@@ -22,7 +23,7 @@ public:
 
   const InputInfo &info() const override { return inputInfo; }
   bool read(LumaPicture &picture) override;
-  const InputEnd &end() const override { return inputEnd; }
+  const InputEnd &end() const override { return log.end(); }
 
 private:
   template <auto FREE> struct Free {
@@ -39,11 +40,6 @@ private:
   void reportMissingEnd();
   bool hasChangedSize() const;
   void reportConcealment();
-  void addError(double time, std::string message);
-  /// Gives the errors up to `time` the number of the next frame: decoders are some packets ahead of
-  /// the pictures that they give out. Of several without a picture between them one stays.
-  void settleErrors(double time);
-  void finish();
 
   LibavInput input;
   AVStream &stream; ///< of `input`
@@ -54,17 +50,13 @@ private:
   LumaReader luma;
   Window window;
   InputInfo inputInfo;
-  InputEnd inputEnd;
+  DecodeLog log;
 
   bool framePending = false; ///< `frame` holds the first picture, not yet delivered
   bool draining = false;     ///< all packets are read
   bool endedInside = false;  ///< not where the container has an end
   bool finished = false;
-  std::int64_t frames = 0;                                          ///< pictures decoded
-  std::int64_t packets = 0, failedPackets = 0, resizedPictures = 0; ///< so far
-  std::int64_t packetEnd = 0; ///< of the last one, in the input's bytes
-  int failuresInARow = 0;
-  std::vector<DecodeError> unsettledErrors;
+  std::int64_t packetEnd = 0;              ///< of the last packet, in the input's bytes
   std::optional<double> announcedDuration; ///< seconds, of this stream
 };
 
