@@ -140,7 +140,7 @@ void writeSummary(const Run &run, const std::vector<BatchRow> &rows) {
   printBatchTable(std::cout, rows);
   if (run.options.outputFolder.empty())
     return;
-  AtomicFile summary(fs::path(run.options.outputFolder) / "summary.csv");
+  AtomicFile summary(ResultPaths(run.options.outputFolder, SUMMARY_NAME).csv);
   writeBatchCsv(summary.stream(), rows);
   summary.commit();
 }

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -48,6 +49,10 @@ bool DecodeLog::addFault() {
 void DecodeLog::stop(double time, const std::string &reason) {
   inputEnd.reason = reason;
   addError(time, reason);
+}
+
+void DecodeLog::stopReading(double time, int error) {
+  stop(time, fmt::format("reading stopped: {}", std::strerror(error)));
 }
 
 void DecodeLog::finish() {

@@ -23,6 +23,7 @@ public:
   bool addFault();
   /// Reading ended ahead of the input's end, which leaves the result doubtful.
   void stop(double time, const std::string &reason);
+  void stopReading(double time, int error); ///< with the error number of a read
   /// After the last picture.
   void finish();
 

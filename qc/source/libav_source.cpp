@@ -247,7 +247,7 @@ void LibavSource::finishDemuxing(int code) {
   draining = true;
   avcodec_send_packet(decoder.get(), nullptr);
   if (input.readFailure() != 0)
-    log.stop(clock.now(), fmt::format("reading stopped: {}", std::strerror(input.readFailure())));
+    log.stopReading(clock.now(), input.readFailure());
   else if (code != AVERROR_EOF && !input.wentPastEnd())
     log.stop(clock.now(), fmt::format("reading stopped in damaged data: {}", libavError(code)));
   // The demuxer of y4m passes over a last frame that is not whole.
