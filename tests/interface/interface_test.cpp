@@ -211,6 +211,10 @@ TEST(Interface, DocumentsSayWhatTheListSays) {
     masks += std::regex_search(readme, std::regex(mask.str()));
   }
   EXPECT_EQ(masks, 15U) << "what the lumagauge command shows";
+  for (const char *example : {"blur.c", "blur.cpp", "blur.py"})
+    EXPECT_NE(readme.find(readFile(std::string(PROJECT_FOLDER "/examples/") + example)),
+              std::string::npos)
+        << example;
   EXPECT_EQ(lumagauge_indicator_at(INDICATOR_COUNT), nullptr);
 }
 
