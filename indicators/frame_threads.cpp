@@ -12,20 +12,14 @@ struct PerFrameIndicator {
   void *(*routine)(void *);
 };
 /// In the order in which their threads are started and joined.
-constexpr std::array<PerFrameIndicator, PER_FRAME_INDICATOR_COUNT> PER_FRAME_INDICATORS{{
-    {LUMAGAUGE_BLOCKINESS, blockiness},
-    {LUMAGAUGE_SPATIAL_ACTIVITY, spatialActivity},
-    {LUMAGAUGE_LETTERBOX, letterbox},
-    {LUMAGAUGE_PILLARBOX, pillarbox},
-    {LUMAGAUGE_BLOCK_LOSS, blockLoss},
-    {LUMAGAUGE_BLUR, blur},
-    {LUMAGAUGE_EXPOSURE, exposure},
-    {LUMAGAUGE_INTERLACE, interlace},
-    {LUMAGAUGE_NOISE, noise},
-    {LUMAGAUGE_SLICE, slice},
-    {LUMAGAUGE_BLACKOUT, blackout},
-    {LUMAGAUGE_CONTRAST, contrastRMS},
-}};
+constexpr PerFrameIndicator PER_FRAME_INDICATORS[] = {
+    {LUMAGAUGE_BLOCKINESS, blockiness}, {LUMAGAUGE_SPATIAL_ACTIVITY, spatialActivity},
+    {LUMAGAUGE_LETTERBOX, letterbox},   {LUMAGAUGE_PILLARBOX, pillarbox},
+    {LUMAGAUGE_BLOCK_LOSS, blockLoss},  {LUMAGAUGE_BLUR, blur},
+    {LUMAGAUGE_EXPOSURE, exposure},     {LUMAGAUGE_INTERLACE, interlace},
+    {LUMAGAUGE_NOISE, noise},           {LUMAGAUGE_SLICE, slice},
+    {LUMAGAUGE_BLACKOUT, blackout},     {LUMAGAUGE_CONTRAST, contrastRMS},
+};
 
 /// Twelve such stacks are well within the 40 MiB that the C library keeps for later threads; of the
 /// usual 8 MiB, most would be mapped, touched and unmapped for every frame. The routines need 10

@@ -2,6 +2,7 @@
 #ifndef LUMAGAUGE_INDICATORS_FRAME_THREADS_H
 #define LUMAGAUGE_INDICATORS_FRAME_THREADS_H
 
+#include "lumagauge/lumagauge.h"
 #include "tools/definitions.h"
 
 #include <pthread.h>
@@ -11,8 +12,6 @@
 #include <cstdint>
 
 namespace lumagauge {
-
-constexpr std::size_t PER_FRAME_INDICATOR_COUNT = 12;
 
 /// Makes the stacks of threads created from here on so small that the C library keeps those of a
 /// whole frame for the next one, where it can be told to. To be called once, before the first
@@ -34,7 +33,7 @@ public:
   void joinAll();
 
 private:
-  std::array<pthread_t, PER_FRAME_INDICATOR_COUNT> threads;
+  std::array<pthread_t, LUMAGAUGE_INDICATOR_COUNT> threads; ///< at most
   std::size_t running = 0; ///< how many of `threads`, from the first on, are to be joined
 };
 

@@ -19,6 +19,7 @@ using namespace lumagauge;
 
 namespace {
 
+static_assert(LUMAGAUGE_INDICATOR_COUNT < 32, "masks have 32 bits");
 constexpr std::uint64_t MOST_SAMPLES = std::numeric_limits<std::int32_t>::max();
 
 /// What the meters and frames of one video have in common.
@@ -29,9 +30,10 @@ struct Format {
   bool operator==(const Format &) const = default;
 };
 
+/// Of one row alone the stride does not matter.
 bool isStride(const Format &format, std::ptrdiff_t stride) {
   const auto width = static_cast<std::ptrdiff_t>(format.width);
-  return stride >= width || stride <= -width;
+  return format.height == 1 || stride >= width || stride <= -width;
 }
 
 /// The caller's samples where its rows are contiguous, else `copy` with the same samples.
@@ -64,15 +66,25 @@ bool isRecord(const lumagauge_record *record) {
   return record != nullptr && record->size >= offsetof(lumagauge_record, values) + sizeof(double);
 }
 
-lumagauge_error checkOptions(const lumagauge_options *options) {
-  if (options == nullptr || options->size < sizeof(lumagauge_options) || options->reserved != 0)
+/// The caller's options with defaults for what the caller does not know yet; an error where they
+/// cannot be met, as the wishes of a newer caller may be.
+lumagauge_error readOptions(const lumagauge_options *given, lumagauge_options &options) {
+  constexpr std::size_t FIRST_VERSION = offsetof(lumagauge_options, rate) + sizeof(double);
+  if (given == nullptr || given->size < FIRST_VERSION)
     return LUMAGAUGE_ERROR_ARGUMENT;
-  if (options->width == 0 || options->height == 0 ||
-      std::uint64_t{options->width} * options->height > MOST_SAMPLES)
+  std::memcpy(&options, given, std::min(given->size, sizeof options));
+  const auto *bytes = reinterpret_cast<const unsigned char *>(given);
+  for (std::size_t i = sizeof options; i < given->size; ++i)
+    if (bytes[i] != 0)
+      return LUMAGAUGE_ERROR_ARGUMENT;
+  if (options.reserved != 0)
+    return LUMAGAUGE_ERROR_ARGUMENT;
+  if (options.width == 0 || options.height == 0 ||
+      std::uint64_t{options.width} * options.height > MOST_SAMPLES)
     return LUMAGAUGE_ERROR_SIZE;
-  if (!(options->rate > 0) || std::isinf(options->rate))
+  if (!(options.rate > 0) || std::isinf(options.rate))
     return LUMAGAUGE_ERROR_RATE;
-  if (options->indicators == 0 || (options->indicators & ~LUMAGAUGE_ALL_INDICATORS) != 0)
+  if (options.indicators == 0 || (options.indicators & ~LUMAGAUGE_ALL_INDICATORS) != 0)
     return LUMAGAUGE_ERROR_INDICATORS;
   return LUMAGAUGE_OK;
 }
@@ -129,7 +141,8 @@ const char *lumagauge_error_text(lumagauge_error error) {
   case LUMAGAUGE_OK:
     return "no error";
   case LUMAGAUGE_ERROR_ARGUMENT:
-    return "a pointer is null, or a struct was not begun with its ..._INIT";
+    return "a pointer is null, a struct was not begun with its ..._INIT, or it wants what only a "
+           "later version of this library can do";
   case LUMAGAUGE_ERROR_SIZE:
     return "width and height must be those of the video, at least 1, and their product at most "
            "2147483647";
@@ -142,8 +155,8 @@ const char *lumagauge_error_text(lumagauge_error error) {
     return "the stride must be at least the width, or at most minus the width where rows go "
            "upwards";
   case LUMAGAUGE_ERROR_FRAME:
-    return "a frame must be measured before it is taken, once each time, and by the meter whose "
-           "size and indicators it was made for";
+    return "a frame must be measured before it is taken, without an error, once each time; and it "
+           "can be taken by a meter of its own size and indicators alone";
   case LUMAGAUGE_ERROR_MEMORY:
     return "there is not enough memory";
   case LUMAGAUGE_ERROR_INTERNAL:
@@ -160,13 +173,14 @@ lumagauge_error lumagauge_meter_open(const lumagauge_options *options, lumagauge
   if (meter == nullptr)
     return LUMAGAUGE_ERROR_ARGUMENT;
   *meter = nullptr;
-  if (const lumagauge_error error = checkOptions(options); error != LUMAGAUGE_OK)
+  lumagauge_options known = LUMAGAUGE_OPTIONS_INIT(0, 0);
+  if (const lumagauge_error error = readOptions(options, known); error != LUMAGAUGE_OK)
     return error;
   return guarded([&] {
-    const Format format{options->width, options->height, options->indicators};
+    const Format format{known.width, known.height, known.indicators};
     *meter = new lumagauge_meter{
         .format = format,
-        .sequence = {format.width, format.height, options->rate, format.requested},
+        .sequence = {format.width, format.height, known.rate, format.requested},
         .mutex = {},
         .added = {.format = format, .measures = {}, .copy = {}, .previousCopy = {}},
         .last = {}};
@@ -218,12 +232,14 @@ lumagauge_error lumagauge_frame_open(const lumagauge_meter *meter, lumagauge_fra
 lumagauge_error lumagauge_frame_measure(lumagauge_frame *frame, const uint8_t *luma,
                                         ptrdiff_t stride, const uint8_t *previous,
                                         ptrdiff_t previous_stride) {
-  if (frame == nullptr || luma == nullptr)
+  if (frame == nullptr)
+    return LUMAGAUGE_ERROR_ARGUMENT;
+  frame->isMeasured = false;
+  if (luma == nullptr)
     return LUMAGAUGE_ERROR_ARGUMENT;
   if (!isStride(frame->format, stride) ||
       (previous != nullptr && !isStride(frame->format, previous_stride)))
     return LUMAGAUGE_ERROR_STRIDE;
-  frame->isMeasured = false;
   return guarded([&] {
     const Format &format = frame->format;
     const Plane plane = contiguous(format, luma, stride, frame->copy);

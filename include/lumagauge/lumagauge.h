@@ -34,6 +34,12 @@
 extern "C" {
 #endif
 
+/* The version of this header; that of the library is lumagauge_version(). */
+#define LUMAGAUGE_VERSION_MAJOR 0
+#define LUMAGAUGE_VERSION_MINOR 1
+#define LUMAGAUGE_VERSION_PATCH 0
+#define LUMAGAUGE_VERSION "0.1.0"
+
 /* --- The indicators */
 
 /* The one list of the indicators, in the order of their numbers, bits and columns:
@@ -43,19 +49,20 @@ extern "C" {
  * CONSTANT makes LUMAGAUGE_CONSTANT; `name` is how files, options and other languages spell it,
  * `field` how C++ does, and measureFunction is the library's own routine. KIND: PICTURE needs one
  * picture, PAIR also the one before it, SEQUENCE all of them in order. WORSE: where a viewer
- * objects more, HIGHER or LOWER values, or both EXTREMES around 127.5. In a picture narrower or
- * lower than the last two numbers it has no value, or one that says nothing. */
+ * objects more, HIGHER or LOWER values, or both EXTREMES around 127.5. Any picture at least as wide
+ * and as high as the last two numbers has a value that means something; a smaller one may have
+ * none, a NaN, or a value that says nothing. */
 /* clang-format off */
 #define LUMAGAUGE_INDICATORS(X) \
   X(BLOCKINESS, blockiness, blockiness, Blockiness, PICTURE, LOWER, "ratio", 16, 16) \
   X(SPATIAL_ACTIVITY, spatial_activity, spatialActivity, SpatialActivity, PICTURE, LOWER, "luma levels", 3, 3) \
-  X(LETTERBOX, letterbox, letterbox, Letterbox, PICTURE, HIGHER, "share of half the height", 1, 2) \
+  X(LETTERBOX, letterbox, letterbox, Letterbox, PICTURE, HIGHER, "share of half the height", 2, 2) \
   X(PILLARBOX, pillarbox, pillarbox, Pillarbox, PICTURE, HIGHER, "share of half the width", 2, 2) \
   X(BLOCK_LOSS, block_loss, blockLoss, BlockLoss, PICTURE, HIGHER, "count", 256, 256) \
   X(BLUR, blur, blur, Blur, PICTURE, HIGHER, "samples", 16, 16) \
   X(TEMPORAL_ACTIVITY, temporal_activity, temporalActivity, TemporalActivity, PAIR, LOWER, "luma levels", 1, 1) \
   X(BLACKOUT, blackout, blackout, Blackout, PICTURE, HIGHER, "0 or 1", 16, 8) \
-  X(FREEZING, freezing, freezing, Freezing, SEQUENCE, HIGHER, "0 or 1", 1, 1) \
+  X(FREEZING, freezing, freezing, Freezing, SEQUENCE, HIGHER, "0 or 1", 16, 8) \
   X(EXPOSURE, exposure, exposure, Exposure, PICTURE, EXTREMES, "luma levels", 17, 17) \
   X(CONTRAST, contrast, contrast, Contrast, PICTURE, LOWER, "luma levels", 2, 1) \
   X(INTERLACE, interlace, interlace, Interlace, PICTURE, HIGHER, "share of blocks", 4, 4) \
@@ -123,7 +130,8 @@ const char *lumagauge_version(void);
 
 #define LUMAGAUGE_DEFAULT_RATE 25.0
 
-/* What a meter measures. Start from LUMAGAUGE_OPTIONS_INIT: all indicators at the default rate. */
+/* What a meter measures. Later versions append fields; 0 in them means what is done today. Start
+ * from LUMAGAUGE_OPTIONS_INIT: all indicators at the default rate. */
 typedef struct lumagauge_options {
   size_t size;
   uint32_t width, height; /* of the luma plane in samples; at least 1, product below 2^31 */
@@ -142,7 +150,8 @@ typedef struct lumagauge_record {
   size_t size;
   uint32_t valid;    /* bit of each indicator that has a value for this frame */
   uint32_t reserved; /* 0 */
-  double values[LUMAGAUGE_INDICATOR_COUNT]; /* 0 where there is no value */
+  /* 0 where there is no value. Grows with the list, so it stays the last field. */
+  double values[LUMAGAUGE_INDICATOR_COUNT];
 } lumagauge_record;
 #define LUMAGAUGE_RECORD_INIT                                                                      \
   {                                                                                                \
@@ -152,10 +161,11 @@ typedef struct lumagauge_record {
   }
 
 /* 1 where the record has a value for the indicator of that number, else 0. There is none where it
- * was not asked for, where the picture is too small, for the temporal ones on the first frame, for
- * noise where no level is found, and for flickering but once in LUMAGAUGE_FLICKERING_PERIOD. */
+ * was not asked for; for those that need the frame before, on the first frame; for flickering on
+ * all but every LUMAGAUGE_FLICKERING_PERIOD-th frame after it; for noise where no level is found;
+ * for block loss, noise and slice in smaller pictures than they look at. */
 static inline int lumagauge_has_value(const lumagauge_record *record, unsigned number) {
-  return (int)(record->valid >> number & 1);
+  return number < LUMAGAUGE_INDICATOR_COUNT && (record->valid & LUMAGAUGE_BIT(number)) != 0;
 }
 
 /* The memory of one video. Different meters may be used on different threads at once, and calls on
@@ -184,7 +194,8 @@ void lumagauge_meter_close(lumagauge_meter *meter);
 typedef struct lumagauge_frame lumagauge_frame;
 
 /* Sets *frame to a new frame for the meter's size and indicators, to be closed by the caller, or to
- * NULL when an error is returned. It can be measured and taken over and over. */
+ * NULL when an error is returned. It can be measured and taken over and over, by one thread at a
+ * time, and may outlive the meter. */
 lumagauge_error lumagauge_frame_open(const lumagauge_meter *meter, lumagauge_frame **frame);
 
 /* Measures a plane and, unless `previous` is NULL, its difference to the one before it; rows as in
@@ -194,7 +205,8 @@ lumagauge_error lumagauge_frame_measure(lumagauge_frame *frame, const uint8_t *l
                                         ptrdiff_t previous_stride);
 
 /* Completes the record of the video's next frame. LUMAGAUGE_ERROR_FRAME for a frame that was not
- * measured since it was last taken, or is of another meter. */
+ * measured since it was last taken, failed attempts included, or that was made for another size or
+ * other indicators. */
 lumagauge_error lumagauge_meter_take(lumagauge_meter *meter, lumagauge_frame *frame,
                                      lumagauge_record *record);
 
@@ -204,7 +216,7 @@ void lumagauge_frame_close(lumagauge_frame *frame);
  *
  * Mean opinion scores as two fixed curves make them of single values. They were not checked against
  * viewers here, and content moves them as it moves the values: good for a rough order of frames of
- * one video, not as a score to report or to compare across videos. */
+ * one video, not as a score to report or to compare across videos. A NaN gives 0. */
 
 /* Of a blockiness value: 0 (bad) up to 0.58, 3.74 at 1 (no visible grid), without an upper end. */
 double lumagauge_blockiness_mos(double blockiness);

@@ -27,7 +27,15 @@
 #include <string>
 #include <string_view>
 
+// The types grow with the list, so their names differ from version to version: shared objects that
+// were built with different ones can be loaded into one process.
+#define LUMAGAUGE_PASTE(major, minor, patch) v##major##_##minor##_##patch
+#define LUMAGAUGE_JOIN(major, minor, patch) LUMAGAUGE_PASTE(major, minor, patch)
+#define LUMAGAUGE_NAMESPACE                                                                        \
+  LUMAGAUGE_JOIN(LUMAGAUGE_VERSION_MAJOR, LUMAGAUGE_VERSION_MINOR, LUMAGAUGE_VERSION_PATCH)
+
 namespace lumagauge {
+inline namespace LUMAGAUGE_NAMESPACE {
 
 // --- The indicators
 
@@ -48,7 +56,7 @@ struct IndicatorInfo {
   std::string_view unit;
   bool needsPrevious; ///< without a value for a first frame
   Worse worse;
-  std::uint32_t leastWidth, leastHeight; ///< smaller pictures give no value, or an empty one
+  std::uint32_t leastWidth, leastHeight; ///< from which on the value means something
 };
 namespace detail {
 inline constexpr bool NEEDS_PICTURE = false, NEEDS_PAIR = true, NEEDS_SEQUENCE = true;
@@ -124,7 +132,7 @@ public:
 
 namespace detail {
 
-inline void check(lumagauge_error error, const std::string &given = "") {
+inline void throwUnlessOk(lumagauge_error error, const std::string &given = "") {
   if (error == LUMAGAUGE_ERROR_MEMORY)
     throw std::bad_alloc();
   if (error != LUMAGAUGE_OK)
@@ -139,6 +147,10 @@ inline void checkSize(const Picture &picture, std::uint32_t width, std::uint32_t
   if (picture.width != width || picture.height != height)
     throw Error(LUMAGAUGE_ERROR_SIZE, "a picture of " + sizeText(picture.width, picture.height) +
                                           " was given to a meter of " + sizeText(width, height));
+}
+
+inline std::string strideText(const Picture &picture) {
+  return "given was a stride of " + std::to_string(picture.stride);
 }
 
 inline Values valuesOf(const lumagauge_record &record) {
@@ -169,10 +181,12 @@ public:
     detail::checkSize(picture, width, height);
     if (previous != nullptr)
       detail::checkSize(*previous, width, height);
-    detail::check(lumagauge_frame_measure(handle.get(), picture.samples, picture.stride,
-                                          previous == nullptr ? nullptr : previous->samples,
-                                          previous == nullptr ? 0 : previous->stride),
-                  "stride " + std::to_string(picture.stride));
+    detail::throwUnlessOk(lumagauge_frame_measure(handle.get(), picture.samples, picture.stride,
+                                                  previous == nullptr ? nullptr : previous->samples,
+                                                  previous == nullptr ? 0 : previous->stride),
+                          previous == nullptr ? detail::strideText(picture)
+                                              : detail::strideText(picture) + " and " +
+                                                    detail::strideText(*previous));
   }
 
 private:
@@ -196,8 +210,9 @@ public:
   Values add(const Picture &picture) {
     detail::checkSize(picture, w, h);
     lumagauge_record record = LUMAGAUGE_RECORD_INIT;
-    detail::check(lumagauge_meter_add(meter.get(), picture.samples, picture.stride, &record),
-                  "stride " + std::to_string(picture.stride));
+    detail::throwUnlessOk(
+        lumagauge_meter_add(meter.get(), picture.samples, picture.stride, &record),
+        detail::strideText(picture));
     return detail::valuesOf(record);
   }
 
@@ -206,12 +221,12 @@ public:
 
   Frame frame() const {
     lumagauge_frame *made = nullptr;
-    detail::check(lumagauge_frame_open(meter.get(), &made));
+    detail::throwUnlessOk(lumagauge_frame_open(meter.get(), &made));
     return {made, w, h};
   }
   Values take(Frame &measured) {
     lumagauge_record record = LUMAGAUGE_RECORD_INIT;
-    detail::check(lumagauge_meter_take(meter.get(), measured.handle.get(), &record));
+    detail::throwUnlessOk(lumagauge_meter_take(meter.get(), measured.handle.get(), &record));
     return detail::valuesOf(record);
   }
 
@@ -225,9 +240,9 @@ private:
     options.rate = rate;
     options.indicators = indicators;
     lumagauge_meter *opened = nullptr;
-    detail::check(lumagauge_meter_open(&options, &opened),
-                  "given were " + detail::sizeText(width, height) + ", a rate of " +
-                      std::to_string(rate) + " and the mask " + std::to_string(indicators));
+    detail::throwUnlessOk(lumagauge_meter_open(&options, &opened),
+                          "given were " + detail::sizeText(width, height) + ", a rate of " +
+                              std::to_string(rate) + " and the mask " + std::to_string(indicators));
     return opened;
   }
 
@@ -243,6 +258,11 @@ inline double blurMos(double blur) {
   return lumagauge_blur_mos(blur);
 }
 
+} // namespace LUMAGAUGE_NAMESPACE
 } // namespace lumagauge
+
+#undef LUMAGAUGE_NAMESPACE
+#undef LUMAGAUGE_JOIN
+#undef LUMAGAUGE_PASTE
 
 #endif

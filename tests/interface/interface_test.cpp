@@ -12,6 +12,21 @@
 #include <regex>
 #include <thread>
 
+namespace {
+thread_local bool memoryLacks = false;
+}
+
+[[gnu::noinline]] void *operator new(std::size_t size) {
+  void *memory = memoryLacks ? nullptr : std::malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
 namespace lumagauge::test {
 namespace {
 
@@ -91,6 +106,38 @@ TEST(Interface, AMaskLeavesOutTheOthersAlone) {
   }
 }
 
+TEST(Interface, PicturesOfTheLeastSizeHaveAValueThatMeansSomething) {
+  const auto lastOf = [](std::uint32_t w, std::uint32_t h, Indicator indicator) {
+    Meter meter(w, h, 25.0, bit(indicator));
+    std::optional<double> last;
+    for (std::uint32_t frame = 0; frame <= FLICKERING_PERIOD; ++frame)
+      last = meter.add({noisy(w, h, frame + 1).data, w, h})[indicator];
+    return last;
+  };
+  for (const IndicatorInfo &info : INDICATORS) {
+    const std::uint32_t w = info.leastWidth, h = info.leastHeight;
+    EXPECT_TRUE(std::isfinite(lastOf(w, h, info.indicator).value_or(HUGE_VAL))) << info.name;
+    if (info.indicator == Indicator::blockLoss || info.indicator == Indicator::slice ||
+        info.indicator == Indicator::noise) {
+      EXPECT_EQ(lastOf(w - 1, h, info.indicator), std::nullopt) << info.name;
+      EXPECT_EQ(lastOf(w, h - 1, info.indicator), std::nullopt) << info.name;
+    }
+  }
+}
+
+TEST(Interface, TheRateSaysWhenAPictureIsFrozen) {
+  const std::vector<std::uint8_t> samples = plane(1);
+  for (const auto &[rate, still] : {std::pair{10.0, 1}, {25.0, 3}, {60.0, 6}}) {
+    Meter meter(W, H, rate);
+    int pairs = 0;
+    meter.add({samples.data(), W, H});
+    do
+      ++pairs;
+    while (meter.add({samples.data(), W, H}).freezing == 0.0);
+    EXPECT_EQ(pairs, still) << rate;
+  }
+}
+
 TEST(Interface, SaysWhatItCannotMeasure) {
   const auto open = [](const std::function<void(lumagauge_options &)> &change) {
     lumagauge_options options = LUMAGAUGE_OPTIONS_INIT(16, 16);
@@ -109,7 +156,9 @@ TEST(Interface, SaysWhatItCannotMeasure) {
       {LUMAGAUGE_ERROR_ARGUMENT, [](auto &o) { o.size = 8; }},
       {LUMAGAUGE_ERROR_ARGUMENT, [](auto &o) { o.reserved = 1; }},
       {LUMAGAUGE_ERROR_SIZE, [](auto &o) { o.width = 0; }},
-      {LUMAGAUGE_ERROR_SIZE, [](auto &o) { o.width = o.height = 1U << 16; }},
+      {LUMAGAUGE_ERROR_SIZE, [](auto &o) { o.height = 0; }},
+      {LUMAGAUGE_OK, [](auto &o) { o.width = 0x7FFFFFFF, o.height = 1; }},
+      {LUMAGAUGE_ERROR_SIZE, [](auto &o) { o.width = 1U << 16, o.height = 1U << 15; }},
       {LUMAGAUGE_ERROR_RATE, [](auto &o) { o.rate = 0; }},
       {LUMAGAUGE_ERROR_RATE, [](auto &o) { o.rate = std::nan(""); }},
       {LUMAGAUGE_ERROR_RATE, [](auto &o) { o.rate = HUGE_VAL; }},
@@ -131,65 +180,85 @@ TEST(Interface, SaysWhatItCannotMeasure) {
   Meter meter(20, 20), other(20, 20, 25.0, bit(Indicator::blur));
   Frame frame = meter.frame(), strange = other.frame();
   strange.measure({samples.data(), 20, 20}, nullptr);
+  const lumagauge::Picture whole(samples.data(), 20, 20), half(samples.data(), 20, 10),
+      narrow(samples.data(), 20, 20, -19), nothing(nullptr, 20, 20);
   const std::pair<std::function<void()>, const char *> misuses[] = {
-      {[&] {
-         meter.add({samples.data(), 20, 10});
-       },
-       "a picture of 20 x 10 was given to a meter of"},
-      {[&] {
-         meter.add({samples.data(), 20, 20, 19});
-       },
-       "stride 19"},
-      {[&] {
-         meter.add({nullptr, 20, 20});
-       },
-       "a pointer is null"},
-      {[&] { meter.take(frame); }, "measured before it is taken"},
-      {[&] { meter.take(strange); }, "the meter whose size and indicators"},
+      {[&] { meter.add(half); }, "a picture of 20 x 10 was given to a meter of"},
+      {[&] { meter.add(narrow); }, "stride of -19"},
+      {[&] { meter.add(nothing); }, "a pointer is null"},
+      {[&] { meter.take(strange); }, "a meter of its own size"},
       {[&] { other.take(strange), other.take(strange); }, "once each time"},
+      {[&] { frame.measure(whole, &half); }, "a picture of 20 x 10 was given to a meter of"},
+      {[&] { frame.measure(whole, &narrow); }, "stride of 20 and given was a stride of -19"},
+      {[&] { frame.measure(whole, nullptr), frame.measure(narrow, nullptr); }, "stride of -19"},
+      {[&] { meter.take(frame); }, "measured before it is taken"}, // as the last attempt failed
       {[&] { Meter(0, 7); }, "given were 0 x 7"},
   };
   for (const auto &[misuse, text] : misuses)
     EXPECT_NE(message(misuse).find(text), std::string::npos) << message(misuse) << "; " << text;
+  memoryLacks = true;
+  EXPECT_THROW(meter.add(whole), std::bad_alloc);
+  memoryLacks = false;
+  EXPECT_EQ(meter.add(whole).temporalActivity, std::nullopt); // still the first
 }
 
-TEST(Interface, RecordsOfOtherVersionsAreFilledAsFarAsTheyGo) {
+TEST(Interface, StructsOfOtherVersionsAreUsedAsFarAsTheyGo) {
+  struct {
+    lumagauge_options options;
+    double beyond;
+  } newer{LUMAGAUGE_OPTIONS_INIT(W, H), 0.0};
+  newer.options.size = sizeof newer;
+  lumagauge_meter *meter = nullptr;
+  ASSERT_EQ(lumagauge_meter_open(&newer.options, &meter), LUMAGAUGE_OK);
+  newer.beyond = 1.0; // a wish that this version cannot know
+  lumagauge_meter *refused = meter;
+  EXPECT_EQ(lumagauge_meter_open(&newer.options, &refused), LUMAGAUGE_ERROR_ARGUMENT);
+  EXPECT_EQ(refused, nullptr);
+
   struct {
     lumagauge_record record;
     double beyond;
   } full{LUMAGAUGE_RECORD_INIT, 5.0}, older{LUMAGAUGE_RECORD_INIT, 5.0};
-  full.record.size = sizeof full; // a newer program's
+  full.record.size = sizeof full;
   older.record.size = offsetof(lumagauge_record, values) + 3 * sizeof(double);
   older.record.values[3] = 6.0;
-  lumagauge_options options = LUMAGAUGE_OPTIONS_INIT(W, H);
-  lumagauge_meter *meter = nullptr;
-  ASSERT_EQ(lumagauge_meter_open(&options, &meter), LUMAGAUGE_OK);
   const std::vector<std::uint8_t> samples = plane(1);
   for (lumagauge_record *record : {&full.record, &older.record}) {
     const std::size_t size = record->size;
     ASSERT_EQ(lumagauge_meter_add(meter, samples.data(), WIDTH, record), LUMAGAUGE_OK);
     EXPECT_EQ(record->size, size);
   }
+  EXPECT_EQ(older.record.valid, 7U);
+  older.record.size = offsetof(lumagauge_record, values);
+  EXPECT_EQ(lumagauge_meter_add(meter, samples.data(), WIDTH, &older.record),
+            LUMAGAUGE_ERROR_ARGUMENT);
   lumagauge_meter_close(meter);
   EXPECT_EQ(full.beyond, 5.0);
-  EXPECT_EQ(older.record.valid, 7U);
+  EXPECT_EQ(lumagauge_has_value(&full.record, LUMAGAUGE_BLUR), 1);
+  EXPECT_EQ(lumagauge_has_value(&full.record, 32), 0);
   EXPECT_EQ(older.record.values[2], full.record.values[2]);
   EXPECT_EQ(older.record.values[3], 6.0);
 }
 
 TEST(Interface, CallsOnOneMeterWaitForEachOther) {
-  Meter meter(W, H, 25.0, bit(Indicator::flickering));
+  Meter added(W, H, 25.0, bit(Indicator::flickering)), taken(W, H, 25.0, ALL_INDICATORS);
   const std::vector<std::uint8_t> samples = plane(1);
-  std::atomic<int> periods = 0;
+  const lumagauge::Picture picture(samples.data(), W, H);
+  std::atomic<int> periods = 0, takenPeriods = 0;
   {
     std::vector<std::jthread> threads;
     for (int i = 0; i < 3; ++i)
       threads.emplace_back([&] {
-        for (int frame = 0; frame < 11; ++frame)
-          periods += meter.add({samples.data(), W, H}).flickering.has_value();
+        Frame frame = taken.frame();
+        for (int count = 0; count < 11; ++count) {
+          periods += added.add(picture).flickering.has_value();
+          frame.measure(picture, &picture);
+          takenPeriods += taken.take(frame).flickering.has_value();
+        }
       });
   }
-  EXPECT_EQ(periods, 4); // of 32 pairs
+  EXPECT_EQ(periods, 4); // of 32 pairs, and of 33
+  EXPECT_EQ(takenPeriods, 4);
 }
 
 /// What documents and library say of an indicator is what the one list says.
@@ -261,6 +330,12 @@ TEST_F(CommandTest, InstalledLibraryServesOtherPrograms) {
       {"env -u LD_LIBRARY_PATH build/blur_static",
        "cmake -S $E -B build -DCMAKE_PREFIX_PATH=\"$PWD/prefix\" && cmake --build build"},
       {"build/blur_c", "true"},
+      {"c_only/build/x",
+       "mkdir c_only && printf 'cmake_minimum_required(VERSION 3.25)\nproject(x C)\n"
+       "find_package(lumagauge REQUIRED)\nadd_executable(x %s)\ntarget_link_"
+       "libraries(x lumagauge::lumagauge-static)' $E/blur.c >c_only/CMakeLists.txt "
+       "&& cmake -S c_only -B c_only/build -DCMAKE_PREFIX_PATH=\"$PWD/prefix\" && "
+       "cmake --build c_only/build"},
       {"build/side_by_side | cut -d ' ' -f 1", "true"},
   };
   for (const auto &[program, build] : cases) {

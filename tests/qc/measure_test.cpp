@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // The values of lumagauge-qc are those of a meter and of lumagauge, for any number of threads.
-#include "qc/record.h"
+#include "qc/measure/pipeline.h"
 #include "tests/support/command.h"
 #include "tests/support/pictures.h"
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
-#include <cstdint>
+#include <thread>
 
 namespace lumagauge::qc {
 namespace {
@@ -115,6 +117,50 @@ TEST_F(Values15, AreThoseOfMeterAndCommand) {
     SCOPED_TRACE(clip.name);
     expectThoseOfMeterAndCommand(clip);
   }
+}
+
+/// Frames without end, until one cannot be read or measured.
+class EndlessSource : public VideoSource {
+public:
+  EndlessSource(std::int64_t unreadable, std::int64_t unmeasurable)
+      : firstUnreadable(unreadable), firstUnmeasurable(unmeasurable) {
+    inputInfo.width = inputInfo.height = 16;
+  }
+  const InputInfo &info() const override { return inputInfo; }
+  const InputEnd &end() const override { return inputEnd; }
+  bool read(LumaPicture &picture) override {
+    if (reads == firstUnreadable)
+      throw InputError("unreadable");
+    picture.samples = std::vector<std::uint8_t>(reads == firstUnmeasurable ? 0 : 256, 9);
+    picture.frame = reads++;
+    return true;
+  }
+  std::atomic<std::int64_t> reads = 0;
+
+private:
+  InputInfo inputInfo;
+  InputEnd inputEnd;
+  std::int64_t firstUnreadable, firstUnmeasurable;
+};
+
+TEST(Pipeline, DeliversWhatComesBeforeAFailureAndReadsNoFurtherThanItMay) {
+  for (const auto &[unreadable, unmeasurable] : {std::pair{20, -1}, {-1, 20}, {0, -1}}) {
+    EndlessSource source(unreadable, unmeasurable);
+    std::int64_t delivered = 0;
+    EXPECT_THROW(measureFrames(source, ALL_INDICATORS, 3,
+                               [&](const FrameRecord &r) { EXPECT_EQ(r.frame, delivered++); }),
+                 std::runtime_error);
+    EXPECT_EQ(delivered, std::max(unreadable, unmeasurable));
+  }
+  EndlessSource source(-1, -1);
+  {
+    Pipeline pipeline(source, bit(Indicator::blur), 2);
+    ASSERT_EQ(pipeline.next()->frame, 0);
+    while (source.reads < 7)
+      std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_LE(source.reads, 1 + 2 * 2 + 2 + 1); // delivered, on their way, one that waits for room
 }
 
 /// Raw frames of one value each: exposure shows the luma that it became.
