@@ -58,6 +58,8 @@ void StridedPlane::copyTo(std::uint8_t *destination) const {
 }
 
 StridedPlane planeOf(const py::array &array, const std::string &name) {
+  if (array.ndim() == 0)
+    throw Refusal(name + " is no array: expected a (height, width) array of uint8");
   if (array.ndim() != 2) {
     const bool isColour = array.ndim() == 3 && array.shape(2) >= 1 && array.shape(2) <= 4;
     throw Refusal(name + " has shape " + shapeText(array) +

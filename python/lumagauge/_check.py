@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import math
 import os
+from collections.abc import Iterable
 from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any, Literal, Union
 
@@ -152,7 +153,7 @@ class CheckResult:
         seconds, ``picture_type`` empty where the decoder does not say; then the indicators and
         ``valid``, as lumagauge.measure has them."""
         try:
-            import pandas
+            import pandas  # type: ignore[import]
         except ImportError:
             return self._rows.copy()
         return pandas.DataFrame(self._rows).set_index("frame")
@@ -202,8 +203,9 @@ def _raw_options(raw: bool, size: tuple[int, int] | None, pix_fmt: str | None,
     return options
 
 
-def _options(*, start, start_frame, duration, frames, stream, fps, raw, size, pix_fmt, frame_bytes,
-             decode_threads, max_pixels, allow_protocols, allow_nested) -> dict[str, Any]:
+def _options(*, start: Any, start_frame: Any, duration: Any, frames: Any, stream: Any, fps: Any,
+             raw: Any, size: Any, pix_fmt: Any, frame_bytes: Any, decode_threads: Any,
+             max_pixels: Any, allow_protocols: Any, allow_nested: Any) -> dict[str, Any]:
     """What _qc takes; those that are not given are left out."""
     options = _raw_options(raw, size, pix_fmt, frame_bytes)
     if start is not None and start_frame is not None:
@@ -278,7 +280,7 @@ def frames(path: Path, *, indicators: IndicatorChoice = None, start: float | Non
            stream: int | None = None, fps: float | None = None, raw: bool = False,
            size: tuple[int, int] | None = None, pix_fmt: str | None = None,
            frame_bytes: int | None = None, threads: int | None = None, decode_threads: int = 0,
-           max_pixels: int | None = None, allow_protocols: str | list[str] = (),
+           max_pixels: int | None = None, allow_protocols: str | Iterable[str] = (),
            allow_nested: bool = False) -> Frames:
     options = _options(
         start=start, start_frame=start_frame, duration=duration, frames=frames, stream=stream,
@@ -295,7 +297,7 @@ def check(path: Path, *, profile: Path = "default", indicators: IndicatorChoice 
           fps: float | None = None, raw: bool = False, size: tuple[int, int] | None = None,
           pix_fmt: str | None = None, frame_bytes: int | None = None, threads: int | None = None,
           decode_threads: int = 0, max_pixels: int | None = None,
-          allow_protocols: str | list[str] = (), allow_nested: bool = False) -> CheckResult:
+          allow_protocols: str | Iterable[str] = (), allow_nested: bool = False) -> CheckResult:
     options = _options(
         start=start, start_frame=start_frame, duration=duration, frames=frames, stream=stream,
         fps=fps, raw=raw, size=size, pix_fmt=pix_fmt, frame_bytes=frame_bytes,

@@ -6,7 +6,7 @@ from __future__ import annotations
 import operator
 import os
 from collections.abc import Iterable
-from typing import Any, Union
+from typing import Any, SupportsIndex, Union
 
 import numpy
 import numpy.typing
@@ -29,17 +29,14 @@ def mask_of(indicators: IndicatorChoice) -> int:
         return _core.ALL_INDICATORS
     if isinstance(indicators, (str, bytes)):
         indicators = [indicators]
-    try:
+    if isinstance(indicators, SupportsIndex):
         mask = operator.index(indicators)
-    except TypeError:
-        names = list(indicators)
-    else:
         if mask <= 0 or mask & ~_core.ALL_INDICATORS:
             raise Error(f"indicators is {mask:#x}, expected a mask of bits out of "
                         f"{_core.ALL_INDICATORS:#x}, at least one, or names")
         return mask
     mask = 0
-    for name in names:
+    for name in indicators:
         if name not in INDICATORS._fields:
             raise Error(f"there is no indicator {name!r}; there are: "
                         f"{', '.join(INDICATORS._fields)}")
