@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint64_t GRID_STEP = 16;
 constexpr std::uint64_t REGION = 256;
 constexpr std::uint64_t MINIMUM_RUN = 12;
-constexpr double THRESHOLD_FACTOR = 6.0; ///< times the picture's mean squared edge magnitude
+constexpr double THRESHOLD_FACTOR = 6.0;     ///< times the picture's mean squared edge magnitude
 constexpr std::uint64_t WORDS = REGION / 64; ///< of bits along a region's row
 
 /// The least squared magnitude of a strong edge. Magnitudes are whole, so "above the threshold" is
@@ -29,8 +29,8 @@ std::int32_t leastMagnitude(const Plane &luma) {
   constexpr std::uint64_t BAND = 32; // rows that stay in a near cache
   std::uint64_t energy = 0;
   for (std::uint64_t y = 0; y + 1 < luma.h; y += BAND)
-    energy += rows().crossEnergy(luma.data + y * luma.w, luma.w, std::min(BAND + 1, luma.h - y),
-                                 luma.w);
+    energy +=
+        rows().crossEnergy(luma.data + y * luma.w, luma.w, std::min(BAND + 1, luma.h - y), luma.w);
   const double threshold =
       THRESHOLD_FACTOR * (static_cast<double>(energy) / static_cast<double>(luma.w * luma.h));
   return static_cast<std::int32_t>(std::floor(threshold)) + 1;

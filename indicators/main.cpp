@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop.
-#include "indicators/frameThreads.h"
-#include "indicators/routines.h"
-#include "indicators/readPlane.h"
+#include "indicators/frame_threads.h"
 #include "indicators/report.h"
+#include "indicators/routines.h"
 #include "tools/working_picture.h"
 
 #include <sys/types.h>
@@ -24,11 +23,11 @@ namespace {
 
 constexpr int SUCCESS = 0;
 constexpr int FAILURE = -1;
-constexpr int DEFAULT_FPS = 25;
+constexpr double DEFAULT_FPS = LUMAGAUGE_DEFAULT_RATE;
 
-constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = 0x40;
-constexpr std::uint32_t FREEZING_BIT = 0x100;
-constexpr std::uint32_t FLICKERING_BIT = 0x4000;
+constexpr std::uint32_t TEMPORAL_ACTIVITY_BIT = LUMAGAUGE_BIT(LUMAGAUGE_TEMPORAL_ACTIVITY),
+                        FREEZING_BIT = LUMAGAUGE_BIT(LUMAGAUGE_FREEZING),
+                        FLICKERING_BIT = LUMAGAUGE_BIT(LUMAGAUGE_FLICKERING);
 
 struct CloseFile {
   void operator()(std::FILE *file) const { std::fclose(file); }
@@ -119,7 +118,7 @@ bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, st
     reportFailedSeek(run, where, error);
     return false;
   }
-  const std::size_t bytes = readPlane(video, start, static_cast<std::size_t>(run.lumaSize()), luma);
+  const std::size_t bytes = std::fread(luma, 1, static_cast<std::size_t>(run.lumaSize()), video);
   if (std::ferror(video) == 0)
     return true;
   const int error = errno;
@@ -171,7 +170,7 @@ void judgeFreezing(const RunParameters &run, TemporalValues &values) {
 /// Measures and reports the frames of the run. Throws std::bad_alloc when a measure lacked memory.
 int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *video,
                   std::FILE *resultsFile) {
-  keepThreadStacks();
+  useSmallThreadStacks();
   TemporalValues temporal;
   // S + N may also wrap upwards, so N is asked too.
   const std::int32_t end = run.frames > 0 ? run.endFrame() : run.startFrame;

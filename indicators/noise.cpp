@@ -27,8 +27,7 @@ std::vector<std::uint16_t> blockHalves(const Plane &luma) {
   std::vector<double> deviations(across);
   std::vector<std::uint16_t> halves(across * down);
   for (std::uint64_t by = 0; by < down; ++by) {
-    rows().blockDeviations(luma.data + by * BLOCKSIZE * luma.w, luma.w, across,
-                           deviations.data());
+    rows().blockDeviations(luma.data + by * BLOCKSIZE * luma.w, luma.w, across, deviations.data());
     for (std::uint64_t bx = 0; bx < across; ++bx)
       halves[by * across + bx] =
           static_cast<std::uint16_t>(static_cast<std::int32_t>(2.0 * deviations[bx]));

@@ -89,7 +89,8 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
   app.add_option("--frames", texts.frames, "How many frames to measure")
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT))
       ->excludes(duration);
-  app.add_option("--fps", texts.fps, "Frame rate, instead of what the input says [raw: 25]")
+  app.add_option("--fps", texts.fps,
+                 fmt::format("Frame rate, instead of what the input says [raw: {}]", DEFAULT_RATE))
       ->check(CLI::Range(MIN_RATE, MAX_RATE));
   auto *raw = app.add_flag("--raw", texts.raw, "The input is raw frames without a header");
   auto *size = app.add_option("--size", texts.size, "Picture size of raw frames")

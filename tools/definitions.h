@@ -8,6 +8,10 @@
 // buffer releases it once. Operations take records by pointer, allocate nothing and keep no state,
 // so they are safe on any thread on pictures of its own. Unless stated otherwise, sizes are
 // preconditions that are not checked.
+//
+// The indicators stream over the row operations of rows.h instead. Of these here the product calls
+// make..., calloc... and free... of Image, spatialAct and temporalAct; the rest is the toolkit's
+// contract: complete, tested, and what the streamed indicators are held against.
 #ifndef LUMAGAUGE_TOOLS_DEFINITIONS_H
 #define LUMAGAUGE_TOOLS_DEFINITIONS_H
 

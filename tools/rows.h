@@ -4,8 +4,9 @@
 // on the few rows named; pointers need no alignment. An operation reads and writes no
 // samples but those it names. Every form of an operation gives the same bits.
 //
-// The plain form (rows.cpp) is what an operation means. rows_simd.cpp has the same operations with
-// vectors, compiled for every width that CPUs offer; rows() is the best form for the CPU at hand.
+// The plain form (rows_plain.cpp) is what an operation means. rows_simd.cpp has the same operations
+// with vectors, compiled for every width that CPUs offer; rows() is the best form for the CPU at
+// hand.
 #ifndef LUMAGAUGE_TOOLS_ROWS_H
 #define LUMAGAUGE_TOOLS_ROWS_H
 

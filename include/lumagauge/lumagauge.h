@@ -6,10 +6,9 @@
  *
  * Open a meter for a video, give it the luma planes in order, and each call fills in a record:
  *
- *   lumagauge_options options = LUMAGAUGE_OPTIONS_INIT;
+ *   lumagauge_options options = LUMAGAUGE_OPTIONS_INIT(1920, 1080);
  *   lumagauge_record record = LUMAGAUGE_RECORD_INIT;
  *   lumagauge_meter *meter = NULL;
- *   options.width = 1920, options.height = 1080;
  *   lumagauge_error error = lumagauge_meter_open(&options, &meter);
  *   while (error == LUMAGAUGE_OK && next_plane(luma)) {
  *     error = lumagauge_meter_add(meter, luma, 1920, &record);
@@ -124,7 +123,7 @@ const char *lumagauge_version(void);
 
 #define LUMAGAUGE_DEFAULT_RATE 25.0
 
-/* What a meter measures. Start from LUMAGAUGE_OPTIONS_INIT and set width and height. */
+/* What a meter measures. Start from LUMAGAUGE_OPTIONS_INIT: all indicators at the default rate. */
 typedef struct lumagauge_options {
   size_t size;
   uint32_t width, height; /* of the luma plane in samples; at least 1, product below 2^31 */
@@ -132,8 +131,11 @@ typedef struct lumagauge_options {
   uint32_t reserved;      /* 0 */
   double rate;            /* frames a second, above 0; freezing alone depends on it */
 } lumagauge_options;
-#define LUMAGAUGE_OPTIONS_INIT                                                                     \
-  { sizeof(lumagauge_options), 0, 0, LUMAGAUGE_ALL_INDICATORS, 0, LUMAGAUGE_DEFAULT_RATE }
+#define LUMAGAUGE_OPTIONS_INIT(width, height)                                                      \
+  {                                                                                                \
+    sizeof(lumagauge_options), (uint32_t)(width), (uint32_t)(height), LUMAGAUGE_ALL_INDICATORS, 0, \
+        LUMAGAUGE_DEFAULT_RATE                                                                     \
+  }
 
 /* The values of a frame. Start from LUMAGAUGE_RECORD_INIT. */
 typedef struct lumagauge_record {

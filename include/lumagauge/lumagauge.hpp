@@ -221,9 +221,7 @@ public:
 private:
   static lumagauge_meter *open(std::uint32_t width, std::uint32_t height, double rate,
                                std::uint32_t indicators) {
-    lumagauge_options options = LUMAGAUGE_OPTIONS_INIT;
-    options.width = width;
-    options.height = height;
+    lumagauge_options options = LUMAGAUGE_OPTIONS_INIT(width, height);
     options.rate = rate;
     options.indicators = indicators;
     lumagauge_meter *opened = nullptr;

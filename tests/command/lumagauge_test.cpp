@@ -56,23 +56,6 @@ TEST_F(Command, CountsWholeFramesAndShowsShortReads) {
   EXPECT_EQ(half.substr(half.find("Frame: ")), padded.substr(padded.find("Frame: ")));
 }
 
-TEST_F(Command, ReadsLargePlanesLikeSmallOnes) {
-  // Two threads share the reading, wherever the file ends; without the second there is one.
-  constexpr std::size_t LARGE_LUMA = 1440 * 768, LARGE_FRAME = LARGE_LUMA * 3 / 2;
-  std::string clip(3 * LARGE_FRAME, 0);
-  for (std::size_t i = 0; i < clip.size(); ++i)
-    clip[i] = static_cast<char>(i * i / 977);
-  for (const std::size_t end : {LARGE_LUMA, LARGE_LUMA * 9 / 10, LARGE_LUMA / 2, std::size_t{0}}) {
-    SCOPED_TRACE(end);
-    writeFile(folder / "large.yuv", clip.substr(0, 2 * LARGE_FRAME + end));
-    const std::string arguments = " large.yuv 1440 768 0x641 25 3";
-    const Outcome shared = call(arguments);
-    EXPECT_NE(shared.output.find("\n00002 "), std::string::npos);
-    for (const std::string fault : {"LUMAGAUGE_FAIL_THREADS=1 ", "LUMAGAUGE_FAIL_READS=1 "})
-      EXPECT_EQ(shell(fault + LUMAGAUGE_WITH_FAULTS + arguments).output, shared.output) << fault;
-  }
-}
-
 TEST_F(Command, FailsWithAMessage) {
   std::filesystem::create_directory(folder / "a_folder");
   const char *noSize =
@@ -123,8 +106,6 @@ TEST_F(Command, FailsWithAMessage) {
        "Video .*Flickering:\nSome error occurred when reading the 0 frame\nByte read = 0, "
        "Frame size = 71808\n\nError code: 21 \nError description: Is a directory \n",
        ""},
-      {"stream error, large", "$L a_folder 2000 1000 1 25 1", 255,
-       "Video .*\nByte read = 0, Frame size = 2000000\n\nError code: 21 \n.*", ""},
       {"no memory for the run", "LUMAGAUGE_FAIL_MEMORY=3 $F clip.yuv 272 264", 255, "", noMemory,
        ""},
       {"no memory in an indicator", "LUMAGAUGE_FAIL_MEMORY=5 $F clip.yuv 272 264 0xFFF", 255,
