@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: BSD-2-Clause
-"""plot_clip.py VIDEO PICTURE: plots blur and blockiness of a video, and where it is blurred or blocky."""
+"""plot_clip.py VIDEO PICTURE: plots blur and blockiness of a video, and the events of both."""
 
 import sys
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: BSD-2-Clause
-"""make_stub.py TEMPLATE PACKAGE: writes the stub of lumagauge._indicators into the package, with the
-names that its _core module has. Lines of the template that hold {name} appear once an indicator; a \\n in them breaks them."""
+"""make_stub.py TEMPLATE PACKAGE: writes the stub of lumagauge._indicators into the package, with
+the names that its _core module has. Lines of the template that hold {name} appear once an
+indicator; a \\n in them breaks them."""
 
 import importlib.machinery
 import importlib.util

@@ -11,8 +11,8 @@ fifteen indicators of the luma plane.
 INDICATORS is the list of the indicators, with units and the direction in which each gets worse."""
 
 from . import _core
-from ._check import (BrokenRule, CheckResult, DecodeError, Event, Frames, InputFacts, Summary, check,
-                     frames)
+from ._check import (BrokenRule, CheckResult, DecodeError, Event, Frames, InputFacts, Summary,
+                     check, frames)
 from ._errors import Error, InputError, ProfileError
 from ._indicators import INDICATORS, FrameRecord, Indicator, Indicators, Record
 from ._measure import Meter, measure

@@ -16,8 +16,8 @@ class Indicator(NamedTuple):
     name: str
     unit: str
     worse: str
-    """Where a viewer objects more: ``"higher"`` or ``"lower"`` values, or ``"extremes"``: both ends,
-    away from 127.5."""
+    """Where a viewer objects more: at ``"higher"`` or ``"lower"`` values, or at both
+    ``"extremes"``, away from 127.5."""
     bit: int
     """In masks and in the field ``valid`` of arrays."""
     needs_previous: bool
@@ -77,18 +77,18 @@ class FrameRecord(Record):
     _fields = ("frame", "time", "picture_type", *Record._fields)
 
 
-Record.__doc__ = f"""The values of a frame: ``record.blur`` or ``record["blur"]``, a float, which may
-be a NaN or an infinity, or None where there is no value. Otherwise a mapping from names to values,
-so ``dict(record)`` and ``record.items()`` work.
+Record.__doc__ = f"""The values of a frame: ``record.blur`` or ``record["blur"]``, a float, which
+may be a NaN or an infinity, or None where there is no value. Otherwise a mapping from names to
+values, so ``dict(record)`` and ``record.items()`` work.
 
 {TABLE}
 
 There is no value where the indicator was not asked for or the picture is too small, for noise where
 no level is found, and for flickering but once in {_core.FLICKERING_PERIOD} frames."""
 
-FrameRecord.__doc__ = """The values of a frame of a video, as Record has them, and ``frame``, counted
-from the first of the stream, ``time`` in seconds and ``picture_type``, "I", "P", "B" or None where
-the decoder does not say."""
+FrameRecord.__doc__ = """The values of a frame of a video, as Record has them, and ``frame``,
+counted from the first of the stream, ``time`` in seconds and ``picture_type``, "I", "P", "B" or
+None where the decoder does not say."""
 
 
 def _add_properties(cls, names, meaning):

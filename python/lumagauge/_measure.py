@@ -120,7 +120,7 @@ Returns a structured array of N elements with a field an indicator (float64) and
 Where there is no value the field is NaN, which numpy's nan-functions, pandas and matplotlib all
 pass over; ``valid`` (uint32) has the bits of the indicators that have a value, and tells such a NaN
 from one that was measured. So ``pandas.DataFrame(values)`` and ``numpy.nanmean(values["noise"])``
-work as they are, which they would not with a masked array; and where the difference matters there is
-``values["valid"] & lumagauge.INDICATORS.noise.bit``.
+work as they are, which they would not with a masked array; and where the difference matters there
+is ``values["valid"] & lumagauge.INDICATORS.noise.bit``.
 
 The values are the same to the last bit whatever the number of threads."""

@@ -90,7 +90,7 @@ def test_a_nan_that_was_measured_is_no_missing_value():
     assert record.slice is None and not values["valid"][1] & lumagauge.INDICATORS.slice.bit
 
 
-@pytest.mark.parametrize("chosen", ["blur", ["blur", "freezing"], 0x120, lumagauge.INDICATORS.blur.bit])
+@pytest.mark.parametrize("chosen", ["blur", ["blur", "freezing"], 0x120, 0x20])
 def test_only_what_is_asked_for_is_measured(video, chosen):
     names = {"blur", "freezing"} if chosen in (0x120, ["blur", "freezing"]) else {"blur"}
     records = add_all(video[:3], indicators=chosen)
@@ -189,10 +189,11 @@ def test_an_error_of_the_iterable_comes_through(video):
 
 @pytest.mark.parametrize("measure", [
     lambda frames: lumagauge.measure(frames, threads=1),
-    lambda frames: lumagauge.Meter(frames.shape[2], frames.shape[1]).add(frames[0])])
+    add_all])
 def test_other_threads_go_on_meanwhile(measure):
-    frames = numpy.random.default_rng(1).integers(0, 256, (1, 6000, 8000), numpy.uint8)
-    # Far more often than the interpreter would hand the lock over to a thread that waits for it.
+    frame = numpy.random.default_rng(1).integers(0, 256, (3000, 4000), numpy.uint8)
+    frames = numpy.broadcast_to(frame, (8, *frame.shape))
+    # The interpreter does not hand its lock over by itself: it has to be released.
     interval = sys.getswitchinterval()
     sys.setswitchinterval(1000)
     ticks, ended = [0], threading.Event()
@@ -206,7 +207,7 @@ def test_other_threads_go_on_meanwhile(measure):
     try:
         before = ticks[0]
         measure(frames)
-        assert ticks[0] - before > 5
+        assert ticks[0] - before > 10
     finally:
         ended.set()
         sys.setswitchinterval(interval)

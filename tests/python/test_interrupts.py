@@ -20,7 +20,7 @@ def iterate(*arguments, **options):
 
 # Each would go on for ever, or for hours. A pipe that nobody writes to is FIFO.
 CALLS = {
-    "array": lambda fifo: lumagauge.measure(numpy.broadcast_to(FRAME, (10**7, *FRAME.shape))),
+    "array": lambda fifo: lumagauge.measure(numpy.broadcast_to(FRAME, (10**6, *FRAME.shape))),
     "iterable": lambda fifo: lumagauge.measure(itertools.repeat(FRAME)),
     "check": lambda fifo: lumagauge.check("/dev/zero", **ENDLESS),
     "frames": lambda fifo: iterate("/dev/zero", **ENDLESS),
@@ -31,7 +31,8 @@ CALLS = {
 @pytest.mark.parametrize("name", CALLS)
 def test_ctrl_c(name, tmp_path):
     if not name.startswith(("array", "iterable")):
-        pytest.importorskip("lumagauge._qc")
+        if "LUMAGAUGE_QC" not in os.environ:
+            pytest.skip("built without lumagauge-qc")
     fifo = tmp_path / "fifo"
     os.mkfifo(fifo)
     descriptor = os.open(fifo, os.O_RDWR)  # a writer, or opening the other end would wait
@@ -45,7 +46,7 @@ def test_ctrl_c(name, tmp_path):
     try:
         with pytest.raises(KeyboardInterrupt):
             CALLS[name](fifo)
-        assert time.monotonic() - sent[0] < 1
+        assert time.monotonic() - sent[0] < 2  # half a second, and patience for a busy machine
     finally:
         timer.join()
         os.close(descriptor)
