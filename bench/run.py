@@ -4,6 +4,7 @@
 
 import argparse
 import os
+import re
 import shutil
 import statistics
 import subprocess
@@ -17,26 +18,18 @@ LUMAGAUGE = ROOT / "build/release/lumagauge"
 LUMAGAUGE_FORM = ROOT / "build/release/bench/lumagauge_form"
 WORK = ROOT / "build/bench"
 
-MASKS = {
-    "reading only": 0,
-    "blockiness": 0x1,
-    "spatial activity": 0x2,
-    "letterbox": 0x4,
-    "pillarbox": 0x8,
-    "block loss": 0x10,
-    "blur": 0x20,
-    "temporal activity": 0x40,
-    "blackout": 0x80,
-    "freezing with temporal activity": 0x140,  # it does nothing without
-    "exposure": 0x200,
-    "contrast": 0x400,
-    "interlace": 0x800,
-    "noise": 0x1000,
-    "slice": 0x2000,
-    "flickering": 0x4000,
-    "all fifteen": 0x7FFF,
-}
-ALL = MASKS["all fifteen"]
+
+def masks():
+    """One of each indicator, as the header's list has them, and of none and all."""
+    header = (ROOT / "include/lumagauge/lumagauge.h").read_text()
+    names = [name.replace("_", " ") for name in re.findall(r"^  X\([A-Z_]+, (\w+),", header, re.M)]
+    result = {"reading only": 0} | {name: 1 << bit for bit, name in enumerate(names)}
+    result["freezing"] |= result["temporal activity"]  # it does nothing without
+    return result | {"all": (1 << len(names)) - 1}
+
+
+MASKS = masks()
+ALL = MASKS["all"]
 PEER_CHAIN = ("siti=print_summary=1,blockdetect,blurdetect,blackdetect,freezedetect,cropdetect,"
               "idet,signalstats,entropy,bitplanenoise")
 SMALL_WIDTH, SMALL_HEIGHT, SMALL_FRAMES = 176, 144, 2000
@@ -175,7 +168,7 @@ def show_masks(clip, runs):
                      f"{clip.frames / fastest.wall:.0f}"])
     table(["indicator", "mask", "CPU ms a frame, best", "median", "best beyond reading",
            "frames a second"], rows)
-    return measured["all fifteen"]
+    return measured["all"]
 
 
 def size_ratio(clip, large, runs):

@@ -7,10 +7,8 @@
 #include "qc/options.h"
 #include "qc/report/batch.h"
 #include "qc/report/console.h"
-#include "qc/report/csv.h"
-#include "qc/report/json.h"
-#include "qc/report/output.h"
 #include "qc/report/progress.h"
+#include "qc/report/result_files.h"
 #include "qc/source/input_file.h"
 
 #include <unistd.h>
@@ -62,56 +60,14 @@ struct Run {
   Settings settings;
 };
 
-/// The result files of one input, complete or not there.
-class ResultFiles {
-public:
-  ResultFiles(const Run &run, const std::string &name, const InputInfo &info)
-      : csvFile(fs::path(run.options.outputFolder) / (name + ".csv")),
-        jsonFile(fs::path(run.options.outputFolder) / (name + ".json")), csv(csvFile.stream()),
-        json(jsonFile.stream(), info, run.settings, run.profile, run.options.withFrames) {}
-
-  void add(const FrameRecord &record) {
-    csv.add(record);
-    json.add(record);
-  }
-  /// The document comes last: where it is, the result is complete.
-  void finish(const InputEnd &end, const Judgement &judgement) {
-    json.finish(end, judgement);
-    csvFile.commit();
-    jsonFile.commit();
-  }
-
-private:
-  AtomicFile csvFile, jsonFile;
-  CsvWriter csv;
-  JsonWriter json;
-};
-
 Progress makeProgress(const Options &options, const InputInfo &info) {
   const bool terminal = isatty(STDERR_FILENO) != 0;
   const ProgressMode mode = options.progress == ProgressChoice::plain ? ProgressMode::plain
                             : options.progress == ProgressChoice::automatic && terminal
                                 ? ProgressMode::bar
                                 : ProgressMode::none;
-  std::optional<std::int64_t> frames = info.frameCount;
-  std::optional<double> seconds = info.duration;
-  double begin = 0;
-  if (const auto &start = options.source.start) {
-    const auto *skipped = std::get_if<Frames>(&*start);
-    begin = skipped != nullptr ? static_cast<double>(skipped->value) / info.rate
-                               : std::get<Seconds>(*start).value;
-    if (seconds)
-      seconds = std::max(0.0, *seconds - begin);
-    frames.reset(); // the time says it as well
-  }
-  if (const auto &duration = options.source.duration) {
-    const auto *wanted = std::get_if<Frames>(&*duration);
-    const double length = wanted != nullptr ? static_cast<double>(wanted->value) / info.rate
-                                            : std::get<Seconds>(*duration).value;
-    seconds = seconds ? std::min(*seconds, length) : length;
-    frames.reset();
-  }
-  return Progress(std::cerr, mode, info.path, frames, seconds, begin);
+  const Window::Part part = Window(options.source).expected(info);
+  return Progress(std::cerr, mode, info.path, part.frames, part.seconds, part.begin);
 }
 
 BatchRow notMeasured(const std::string &input, const std::string &reason) {
@@ -120,7 +76,7 @@ BatchRow notMeasured(const std::string &input, const std::string &reason) {
   return batchRow(input, judgement);
 }
 
-BatchRow measureInput(const Run &run, const std::string &input, const std::string &name) {
+BatchRow measureInput(const Run &run, const std::string &input, const ResultPaths &paths) {
   const Options &options = run.options;
   const std::unique_ptr<VideoSource> source = openSource(input, options.source);
   const InputInfo &info = source->info();
@@ -128,7 +84,8 @@ BatchRow measureInput(const Run &run, const std::string &input, const std::strin
     std::cerr << "lumagauge-qc: " << printable(input) << ": " << warning << '\n';
   std::unique_ptr<ResultFiles> files;
   if (!options.outputFolder.empty())
-    files = std::make_unique<ResultFiles>(run, name, info);
+    files =
+        std::make_unique<ResultFiles>(paths, info, run.settings, run.profile, options.withFrames);
   Judge judge(run.profile, info);
   {
     Progress progress = makeProgress(options, info);
@@ -151,12 +108,12 @@ BatchRow measureInput(const Run &run, const std::string &input, const std::strin
 
 /// Measures one input or passes over it; what is wrong with the input stays with it.
 BatchRow answer(const Run &run, const std::string &input, const std::string &name) {
-  const Options &options = run.options;
-  if (options.resume && input != "-")
-    if (auto row = readCompleteResult(options.outputFolder, name, input, run.settings, run.profile))
+  const ResultPaths paths(run.options.outputFolder, name);
+  if (run.options.resume && input != "-")
+    if (auto row = readCompleteResult(paths, input, run.settings, run.profile))
       return *row;
   try {
-    return measureInput(run, input, name);
+    return measureInput(run, input, paths);
   } catch (const InputError &error) {
     endIfAsked(); // which is why it could not be opened
     return notMeasured(input, error.what());
@@ -170,7 +127,7 @@ void writeSummary(const Run &run, const std::vector<BatchRow> &rows) {
   printBatchTable(std::cout, rows);
   if (run.options.outputFolder.empty())
     return;
-  AtomicFile summary(fs::path(run.options.outputFolder) / "summary.csv");
+  AtomicFile summary(ResultPaths(run.options.outputFolder, SUMMARY_NAME).csv);
   writeBatchCsv(summary.stream(), rows);
   summary.commit();
 }

@@ -123,7 +123,8 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT))
       ->excludes(duration);
-  app.add_option("--fps", texts.fps, "Frame rate, instead of what the input says [raw: 25]")
+  app.add_option("--fps", texts.fps,
+                 fmt::format("Frame rate, instead of what the input says [raw: {}]", DEFAULT_RATE))
       ->type_name("RATE")
       ->check(CLI::Range(MIN_RATE, MAX_RATE));
   auto *raw = app.add_flag("--raw", texts.raw, "The input is raw frames without a header");

@@ -46,7 +46,7 @@ struct InputInfo {
   std::string range;    ///< "full", "limited" or "unknown"; never changed
   int stream = 0;       ///< index in the container
   std::optional<double> averageRate; ///< frames a second, as the container says
-  double rate = DEFAULT_RATE;                ///< frames a second that freezing uses
+  double rate = DEFAULT_RATE;        ///< frames a second that freezing uses
   std::string rateOrigin;            ///< where `rate` is from: "stated", "average" or "default"
   std::optional<double> duration;    ///< seconds, where known
   std::optional<std::int64_t> frameCount; ///< frames to be expected, where known

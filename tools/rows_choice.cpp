@@ -40,7 +40,7 @@ std::atomic<const RowOperations *> &formInUse() {
 } // namespace
 
 const RowOperations &rows() {
-  return *formInUse().load(std::memory_order_relaxed);
+  return *formInUse().load();
 }
 
 std::vector<const RowOperations *> availableRows() {

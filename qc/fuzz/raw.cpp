@@ -26,10 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   layout.height = picture->second;
   SourceOptions options;
   options.raw = layout;
-  options.maxPixels = 1 << 18;
   if (line >> start)
     options.start = parseExtent(start);
-  options.duration = Frames{12};
   measureAll(lineEnd + 1, static_cast<std::size_t>(end - lineEnd - 1), options);
   return 0;
 }

@@ -13,7 +13,7 @@ struct Judge::State {
   State(const Profile &judged, const InputInfo &info)
       : profile(judged), rate(info.averageRate.value_or(info.rate)) {
     if (!(rate > 0))
-      rate = 25.0;
+      rate = DEFAULT_RATE;
     trackers.reserve(profile.rules.size());
     for (const Rule &rule : profile.rules)
       trackers.emplace_back(rule);

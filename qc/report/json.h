@@ -5,9 +5,7 @@
 #define LUMAGAUGE_QC_REPORT_JSON_H
 
 #include "qc/judge/profile.h"
-#include "qc/report/batch.h"
 
-#include <filesystem>
 #include <ostream>
 
 namespace lumagauge::qc {
@@ -37,13 +35,6 @@ private:
   std::ostream &stream;
   bool withFrames, firstFrame = true;
 };
-
-/// The row of the closing table for an input that was measured and whose result DIR/NAME.csv and
-/// DIR/NAME.json is complete, newer than the input, and was made from the same path with the same
-/// settings (threads apart) and rules; empty otherwise. For --resume.
-std::optional<BatchRow> readCompleteResult(const std::filesystem::path &directory,
-                                           const std::string &name, const std::string &inputPath,
-                                           const Settings &settings, const Profile &profile);
 
 } // namespace lumagauge::qc
 

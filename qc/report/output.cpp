@@ -71,8 +71,7 @@ void AtomicFile::commit() {
 }
 
 std::vector<std::string> outputNames(const std::vector<std::string> &inputs) {
-  // summary.csv is the batch's own.
-  std::map<std::string, std::string> firstUser{{"summary", ""}};
+  std::map<std::string, std::string> firstUser{{SUMMARY_NAME, ""}};
   std::map<std::string, bool> isShared;
   for (const std::string &input : inputs) {
     const std::string absolute = absoluteName(input);

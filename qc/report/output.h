@@ -34,6 +34,9 @@ private:
   std::ofstream file;
 };
 
+/// The NAME of the batch's own file.
+constexpr const char *SUMMARY_NAME = "summary";
+
 /// The NAME of each input's NAME.csv and NAME.json, in the order of `inputs`: the file name with
 /// its extension, "stdin" for "-". Inputs of one file name, whatever their order, get a hash of
 /// their absolute path appended, so that a name never depends on the order and seldom on what else

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "qc/report/json.h"
 #include "qc/report/json_text.h"
+#include "qc/report/result_files.h"
 
 #include <fstream>
 
@@ -63,14 +63,12 @@ BatchRow rowOf(const Json &document, const std::string &inputPath) {
 
 } // namespace
 
-std::optional<BatchRow> readCompleteResult(const fs::path &directory, const std::string &name,
-                                           const std::string &inputPath, const Settings &settings,
-                                           const Profile &profile) {
-  const fs::path csv = directory / (name + ".csv"), json = directory / (name + ".json");
-  if (!isNewer(csv, inputPath) || !isNewer(json, inputPath))
+std::optional<BatchRow> readCompleteResult(const ResultPaths &paths, const std::string &inputPath,
+                                           const Settings &settings, const Profile &profile) {
+  if (!isNewer(paths.csv, inputPath) || !isNewer(paths.json, inputPath))
     return std::nullopt;
   try {
-    const Json document = readWithoutFrames(json);
+    const Json document = readWithoutFrames(paths.json);
     if (document.is_discarded() || document.at("schema") != SCHEMA ||
         document.at("verdict") == verdictName(Verdict::unmeasured) ||
         document.at("tool").at("version") != settings.version ||

@@ -15,7 +15,6 @@ extern "C" {
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <new>
 
 namespace lumagauge::qc {
 
@@ -24,19 +23,11 @@ namespace {
 constexpr int IO_BUFFER_BYTES = 1 << 16;
 /// Streams and probing that a real file stays under; more would let a small file cost much memory.
 constexpr int MAX_STREAMS = 256;
-/// Decoders count pictures with their padding, so their own limit is a wider one.
 constexpr std::int64_t PADDING_PIXELS = 1 << 20;
 /// Demuxers whose very purpose is to open what they name.
 constexpr std::array<std::string_view, 12> NESTING_FORMATS{
     "concat", "hls",   "dash", "webm_dash_manifest", "sdp", "rtsp", "rtp", "imf",
     "image2", "lavfi", "sap",  "vapoursynth"};
-
-void check(int code, std::string_view what) {
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
-  if (code < 0)
-    throw InputError(fmt::format("{}: {}", what, libavError(code)));
-}
 
 int readFile(void *opaque, std::uint8_t *buffer, int bytes) {
   auto &file = *static_cast<InputFile *>(opaque);
@@ -123,6 +114,21 @@ std::string libavError(int code) {
   return text.data();
 }
 
+int checkMemory(int code) {
+  if (code == AVERROR(ENOMEM))
+    throw std::bad_alloc();
+  return code;
+}
+
+void checkLibav(int code, std::string_view what) {
+  if (checkMemory(code) < 0)
+    throw InputError(fmt::format("{}: {}", what, libavError(code)));
+}
+
+std::int64_t maxDecodedPixels(const SourceOptions &options) {
+  return 2 * options.maxPixels + PADDING_PIXELS;
+}
+
 LibavInput::LibavInput(const std::string &input, const SourceOptions &options) {
   av_log_set_level(AV_LOG_QUIET);
   try {
@@ -169,16 +175,14 @@ int LibavInput::readFailure() const {
 
 void LibavInput::openFile(const std::string &path, const SourceOptions &options) {
   file = std::make_unique<InputFile>(path);
-  auto *buffer = static_cast<std::uint8_t *>(av_malloc(IO_BUFFER_BYTES));
-  io = buffer == nullptr ? nullptr
-                         : avio_alloc_context(buffer, IO_BUFFER_BYTES, 0, file.get(), readFile,
-                                              nullptr, file->size() ? seekFile : nullptr);
-  format = avformat_alloc_context();
-  if (io == nullptr || format == nullptr) {
-    if (io == nullptr)
-      av_free(buffer);
+  auto *buffer = static_cast<std::uint8_t *>(allocated(av_malloc(IO_BUFFER_BYTES)));
+  io = avio_alloc_context(buffer, IO_BUFFER_BYTES, 0, file.get(), readFile, nullptr,
+                          file->size() ? seekFile : nullptr);
+  if (io == nullptr) {
+    av_free(buffer);
     throw std::bad_alloc();
   }
+  format = allocated(avformat_alloc_context());
   const std::string name = hint(path);
   const AVInputFormat *demuxer = nullptr;
   const int probed = av_probe_input_buffer2(io, &demuxer, name.c_str(), nullptr, 0, 0);
@@ -203,31 +207,29 @@ void LibavInput::openFile(const std::string &path, const SourceOptions &options)
   av_dict_set(&settings, "protocol_whitelist", "none", 0);
   const int opened = avformat_open_input(&format, name.c_str(), demuxer, &settings);
   av_dict_free(&settings);
-  check(opened, fmt::format("its {} container cannot be read", demuxer->name));
+  checkLibav(opened, fmt::format("its {} container cannot be read", demuxer->name));
 }
 
 void LibavInput::openUrl(const std::string &url, const SourceOptions &options) {
-  format = avformat_alloc_context();
-  if (format == nullptr)
-    throw std::bad_alloc();
+  format = allocated(avformat_alloc_context());
   format->max_streams = MAX_STREAMS;
   format->interrupt_callback.callback = [](void *) { return isReadingCancelled() ? 1 : 0; };
   AVDictionary *settings = nullptr;
   av_dict_set(&settings, "protocol_whitelist", protocolList(options).c_str(), 0);
   const int opened = avformat_open_input(&format, url.c_str(), nullptr, &settings);
   av_dict_free(&settings);
-  check(opened, "it cannot be opened");
+  checkLibav(opened, "it cannot be opened");
   refuseNesting(*format->iformat, options);
 }
 
 void LibavInput::findStreams(const SourceOptions &options) {
   std::vector<AVDictionary *> settings(format->nb_streams, nullptr);
   for (AVDictionary *&stream : settings)
-    av_dict_set_int(&stream, "max_pixels", 2 * options.maxPixels + PADDING_PIXELS, 0);
+    av_dict_set_int(&stream, "max_pixels", maxDecodedPixels(options), 0);
   const int found = avformat_find_stream_info(format, settings.data());
   for (AVDictionary *&stream : settings)
     av_dict_free(&stream);
-  check(found, "its streams cannot be read");
+  checkLibav(found, "its streams cannot be read");
 }
 
 } // namespace lumagauge::qc

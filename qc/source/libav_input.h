@@ -12,10 +12,25 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include <new>
+#include <string_view>
+
 namespace lumagauge::qc {
 
 /// libav's text for one of its error codes.
 std::string libavError(int code);
+/// The code of a call that may fail, unless for lack of memory: throws std::bad_alloc.
+int checkMemory(int code);
+/// Where the call failed throws std::bad_alloc or an InputError, `what` and libav's text.
+void checkLibav(int code, std::string_view what);
+template <class T> T *allocated(T *pointer) {
+  if (pointer == nullptr)
+    throw std::bad_alloc();
+  return pointer;
+}
+
+/// What libav is to take for the limit of a picture: its own count includes padding.
+std::int64_t maxDecodedPixels(const SourceOptions &options);
 
 class LibavInput {
 public:

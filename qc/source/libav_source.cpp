@@ -11,37 +11,18 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
-#include <new>
 #include <utility>
 
 namespace lumagauge::qc {
 
 namespace {
 
-constexpr double DEFAULT_RATE = 25.0;
-/// Faults in a row after which reading or draining is given up: no progress is to be expected.
-constexpr int MAX_FAILURES_IN_A_ROW = 200;
-/// More than any decoder's delay: memory does not grow with an input that is all damage.
-constexpr std::size_t MAX_UNSETTLED_ERRORS = 128;
 /// Rates that are one: as stated and as counted from the time stamps.
 constexpr double RATE_TOLERANCE = 0.01;
-
-constexpr std::int64_t PADDING_PIXELS = 1 << 20;
-/// A stamp so far back is that of another recording.
-constexpr double RESTART_SECONDS = 0.5;
-/// Frames apart, at the least, so that times always rise.
-constexpr double LEAST_STEP = 1.0 / 16;
 /// What writers of AVI put where the number of frames belongs when they cannot come back to it.
 constexpr std::int64_t PLACEHOLDER_FRAMES = 1 << 30;
 /// Containers and streams may differ in length by so much without anything missing.
 constexpr double SHORTER_DURATION_SECONDS = 0.1;
-
-template <class T> T *allocated(T *pointer) {
-  if (pointer == nullptr)
-    throw std::bad_alloc();
-  return pointer;
-}
 
 std::optional<double> positive(AVRational rate) {
   if (rate.num <= 0 || rate.den <= 0)
@@ -69,28 +50,9 @@ char pictureType(AVPictureType type) {
   return letter == 'I' || letter == 'P' || letter == 'B' ? letter : '?';
 }
 
-} // namespace
-
-LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
-    : input(path, options), packet(allocated(av_packet_alloc())),
-      frame(allocated(av_frame_alloc())), window(options) {
-  inputInfo.path = path;
-  chooseStream(options);
-  openDecoder(options);
-  describeStream(options);
-  if (!decodeFrame())
-    throw InputError(fmt::format(
-        "no picture of its stream {} can be decoded ({}){}{}", stream->index, inputInfo.codec,
-        unsettledErrors.empty() ? "" : ": " + unsettledErrors[0].message,
-        input.isSeekable() ? ""
-                           : "; a container whose index comes last, as in many mp4 "
-                             "files, cannot be read from a pipe"));
-  framePending = true;
-  checkSize(frame->width, frame->height, options.maxPixels);
-  describePicture(options);
-}
-
-void LibavSource::chooseStream(const SourceOptions &options) {
+/// Tells the demuxer to leave all other streams out.
+AVStream &chooseStream(const LibavInput &input, const SourceOptions &options) {
+  AVStream *chosen = nullptr;
   std::string videos;
   for (unsigned i = 0; i < input->nb_streams; ++i) {
     AVStream *candidate = input->streams[i];
@@ -99,13 +61,13 @@ void LibavSource::chooseStream(const SourceOptions &options) {
     if (isVideo)
       videos += fmt::format("{}{}", videos.empty() ? "" : ", ", i);
     if (isVideo &&
-        (options.stream ? *options.stream == static_cast<int>(i) : stream == nullptr && !isCover))
-      stream = candidate;
+        (options.stream ? *options.stream == static_cast<int>(i) : chosen == nullptr && !isCover))
+      chosen = candidate;
     else
       candidate->discard = AVDISCARD_ALL;
   }
-  if (stream != nullptr)
-    return;
+  if (chosen != nullptr)
+    return *chosen;
   if (videos.empty())
     throw InputError("it holds no video stream");
   throw InputError(options.stream ? fmt::format("its stream {} is no video; its video streams are "
@@ -116,35 +78,50 @@ void LibavSource::chooseStream(const SourceOptions &options) {
                                                 videos));
 }
 
+} // namespace
+
+LibavSource::LibavSource(const std::string &path, const SourceOptions &options)
+    : input(path, options), stream(chooseStream(input, options)), clock(*input.get(), stream),
+      packet(allocated(av_packet_alloc())), frame(allocated(av_frame_alloc())), window(options) {
+  inputInfo.path = path;
+  openDecoder(options);
+  describeStream(options);
+  if (!decodeFrame())
+    throw InputError(fmt::format(
+        "no picture of its stream {} can be decoded ({}){}{}", stream.index, inputInfo.codec,
+        log.waitingErrors().empty() ? "" : ": " + log.waitingErrors().front().message,
+        input.isSeekable() ? ""
+                           : "; a container whose index comes last, as in many mp4 "
+                             "files, cannot be read from a pipe"));
+  framePending = true;
+  checkSize(frame->width, frame->height, options.maxPixels);
+  describePicture(options);
+}
+
 void LibavSource::openDecoder(const SourceOptions &options) {
-  const AVCodecParameters &parameters = *stream->codecpar;
+  const AVCodecParameters &parameters = *stream.codecpar;
   inputInfo.codec = avcodec_get_name(parameters.codec_id);
   checkSize(parameters.width, parameters.height, options.maxPixels);
   const AVCodec *codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
     throw InputError(fmt::format("no decoder is known for its codec {}", inputInfo.codec));
   decoder.reset(allocated(avcodec_alloc_context3(codec)));
-  int code = avcodec_parameters_to_context(decoder.get(), &parameters);
-  decoder->pkt_timebase = stream->time_base;
-  // The decoder counts pictures with their padding, so its own limit is a wider one.
-  decoder->max_pixels = 2 * options.maxPixels + PADDING_PIXELS;
+  const std::string failure =
+      fmt::format("the decoder for its codec {} cannot be started", inputInfo.codec);
+  checkLibav(avcodec_parameters_to_context(decoder.get(), &parameters), failure);
+  decoder->pkt_timebase = stream.time_base;
+  decoder->max_pixels = maxDecodedPixels(options);
   decoder->thread_count = options.decodeThreads;
   // The exact crop also where its left edge is not aligned in memory.
   decoder->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_UNALIGNED;
-  if (code >= 0)
-    code = avcodec_open2(decoder.get(), codec, nullptr);
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
-  if (code < 0)
-    throw InputError(fmt::format("the decoder for its codec {} cannot be started: {}",
-                                 inputInfo.codec, libavError(code)));
+  checkLibav(avcodec_open2(decoder.get(), codec, nullptr), failure);
 }
 
 void LibavSource::describeStream(const SourceOptions &options) {
   inputInfo.format = input->iformat->name;
-  inputInfo.stream = stream->index;
-  inputInfo.averageRate = positive(stream->avg_frame_rate);
-  const std::optional<double> nominal = positive(stream->r_frame_rate);
+  inputInfo.stream = stream.index;
+  inputInfo.averageRate = positive(stream.avg_frame_rate);
+  const std::optional<double> nominal = positive(stream.r_frame_rate);
   const auto &average = inputInfo.averageRate;
   const bool agree =
       nominal && average && std::abs(*nominal - *average) <= RATE_TOLERANCE * *average;
@@ -158,15 +135,15 @@ void LibavSource::describeStream(const SourceOptions &options) {
                          : average            ? "average"
                          : nominal            ? "stated"
                                               : "default";
-  if (stream->duration > 0)
-    inputInfo.duration = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-  else if (input->duration > 0 && !isBareStream())
+  if (stream.duration > 0)
+    inputInfo.duration = static_cast<double>(stream.duration) * av_q2d(stream.time_base);
+  else if (input->duration > 0 && clock.hasStamps())
     inputInfo.duration = static_cast<double>(input->duration) / AV_TIME_BASE;
-  if (stream->nb_frames >= PLACEHOLDER_FRAMES)
+  if (stream.nb_frames >= PLACEHOLDER_FRAMES)
     inputInfo.duration.reset();
-  else if (stream->nb_frames > 0)
-    inputInfo.frameCount = stream->nb_frames;
-  const AVDictionaryEntry *tag = av_dict_get(stream->metadata, "DURATION", nullptr, 0);
+  else if (stream.nb_frames > 0)
+    inputInfo.frameCount = stream.nb_frames;
+  const AVDictionaryEntry *tag = av_dict_get(stream.metadata, "DURATION", nullptr, 0);
   std::int64_t tagged = 0;
   if (tag != nullptr && av_parse_time(&tagged, tag->value, 1) >= 0)
     announcedDuration = static_cast<double>(tagged) / AV_TIME_BASE;
@@ -177,8 +154,7 @@ void LibavSource::describeStream(const SourceOptions &options) {
 
 void LibavSource::describePicture(const SourceOptions &options) {
   const auto format = static_cast<AVPixelFormat>(frame->format);
-  if (!givesLuma(format))
-    throw InputError(fmt::format("its pixel format {} gives no luma", av_get_pix_fmt_name(format)));
+  requireLuma(format);
   inputInfo.width = static_cast<std::uint32_t>(frame->width);
   inputInfo.height = static_cast<std::uint32_t>(frame->height);
   inputInfo.pixelFormat = av_get_pix_fmt_name(format);
@@ -186,7 +162,7 @@ void LibavSource::describePicture(const SourceOptions &options) {
   inputInfo.lumaRule = lumaRule(format);
   inputInfo.range = rangeName(frame->color_range, format);
   // A bare stream has the rate that its headers say, else libavformat makes one up.
-  if (isBareStream() && !options.fps && !positive(decoder->framerate)) {
+  if (!clock.hasStamps() && !options.fps && !positive(decoder->framerate)) {
     inputInfo.rate = DEFAULT_RATE;
     inputInfo.rateOrigin = "default";
     inputInfo.averageRate.reset();
@@ -196,20 +172,19 @@ void LibavSource::describePicture(const SourceOptions &options) {
 bool LibavSource::read(LumaPicture &picture) {
   while (!finished && !window.isComplete() &&
          (std::exchange(framePending, false) || decodeFrame())) {
+    picture.time = clock.advance(*frame, log.pictures(), inputInfo.rate);
     if (hasChangedSize()) {
-      ++resizedPictures;
-      addError(frameTime(), fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
+      log.addResizedPicture(picture.time,
+                            fmt::format("the picture is {}x{} here instead of {}x{}", frame->width,
                                         frame->height, inputInfo.width, inputInfo.height));
       continue;
     }
-    picture.frame = frames;
-    picture.time = frameTime();
+    picture.frame = log.pictures();
     picture.pictureType = pictureType(frame->pict_type);
     if (window.isAfter(picture))
       break;
     reportConcealment();
-    settleErrors(picture.time);
-    ++frames;
+    log.addPicture(picture.time);
     if (window.isBefore(picture))
       continue;
     Planes planes{};
@@ -220,59 +195,51 @@ bool LibavSource::read(LumaPicture &picture) {
     window.delivered(picture);
     return true;
   }
-  finish();
+  if (!std::exchange(finished, true)) {
+    reportMissingEnd();
+    log.finish();
+  }
   return false;
 }
 
 bool LibavSource::decodeFrame() {
   while (true) {
-    const int code = avcodec_receive_frame(decoder.get(), frame.get());
+    const int code = checkMemory(avcodec_receive_frame(decoder.get(), frame.get()));
     if (code == 0)
       return true;
-    if (code == AVERROR(ENOMEM))
-      throw std::bad_alloc();
     if (code == AVERROR_EOF)
       return false;
     if (code == AVERROR(EAGAIN) && !draining) {
       feedDecoder();
       continue;
     }
-    ++failedPackets;
-    addError(lastTime, libavError(code));
-    if (draining && ++failuresInARow > MAX_FAILURES_IN_A_ROW)
+    log.addFailure(clock.now(), libavError(code));
+    if (draining && !log.addFault())
       return false;
   }
 }
 
 void LibavSource::feedDecoder() {
   int code = 0;
-  while ((code = av_read_frame(input.get(), packet.get())) >= 0 &&
-         (packet->stream_index != stream->index || packet->size == 0))
+  while ((code = checkMemory(av_read_frame(input.get(), packet.get()))) >= 0 &&
+         (packet->stream_index != stream.index || packet->size == 0))
     av_packet_unref(packet.get());
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
   const bool endOfInput = code == AVERROR_EOF || (code < 0 && input.wentPastEnd());
-  if (code < 0 && !endOfInput && input.readFailure() == 0 &&
-      ++failuresInARow <= MAX_FAILURES_IN_A_ROW) {
-    addError(lastTime, fmt::format("the container is damaged: {}", libavError(code)));
+  if (code < 0 && !endOfInput && input.readFailure() == 0 && log.addFault()) {
+    log.addError(clock.now(), fmt::format("the container is damaged: {}", libavError(code)));
     return;
   }
   if (code < 0) {
     finishDemuxing(code);
     return;
   }
-  failuresInARow = 0;
-  ++packets;
+  log.addPacket();
   packetEnd = packet->pos + packet->size;
   if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
-    addError(packetTime(), "the container marks data as damaged or incomplete");
-  code = avcodec_send_packet(decoder.get(), packet.get());
-  if (code == AVERROR(ENOMEM))
-    throw std::bad_alloc();
-  if (code < 0) {
-    ++failedPackets;
-    addError(packetTime(), libavError(code));
-  }
+    log.addError(clock.timeOf(*packet), "the container marks data as damaged or incomplete");
+  code = checkMemory(avcodec_send_packet(decoder.get(), packet.get()));
+  if (code < 0)
+    log.addFailure(clock.timeOf(*packet), libavError(code));
   av_packet_unref(packet.get());
 }
 
@@ -280,55 +247,30 @@ void LibavSource::finishDemuxing(int code) {
   draining = true;
   avcodec_send_packet(decoder.get(), nullptr);
   if (input.readFailure() != 0)
-    inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(input.readFailure()));
+    log.stopReading(clock.now(), input.readFailure());
   else if (code != AVERROR_EOF && !input.wentPastEnd())
-    inputEnd.reason = fmt::format("reading stopped in damaged data: {}", libavError(code));
-  if (!inputEnd.reason.empty())
-    addError(lastTime, inputEnd.reason);
+    log.stop(clock.now(), fmt::format("reading stopped in damaged data: {}", libavError(code)));
   // The demuxer of y4m passes over a last frame that is not whole.
   const bool isFramesAlone = inputInfo.format == "yuv4mpegpipe";
-  endedInside =
-      code != AVERROR_EOF || (isFramesAlone && packets > 0 && avio_tell(input->pb) > packetEnd);
+  endedInside = code != AVERROR_EOF ||
+                (isFramesAlone && log.packets() > 0 && avio_tell(input->pb) > packetEnd);
 }
 
 /// Reports an input that is shorter than it says itself. Only what was read to the end of the file
 /// counts: indexes may well list frames that are not meant to be shown.
 void LibavSource::reportMissingEnd() {
-  if (!draining || !inputEnd.reason.empty() || !input.wentPastEnd())
+  if (!draining || !end().reason.empty() || !input.wentPastEnd())
     return;
   const double slack = std::max(2.0 / inputInfo.rate, SHORTER_DURATION_SECONDS);
-  if (inputInfo.frameCount && packets < *inputInfo.frameCount)
-    addError(lastTime,
-             fmt::format("the input ends after {} of {} frames", packets, *inputInfo.frameCount));
-  else if (!inputInfo.frameCount && announcedDuration && lastEnd + slack < *announcedDuration)
-    addError(lastTime, fmt::format("the input ends after {:.3f} of {:.3f} seconds", lastEnd,
-                                   *announcedDuration));
+  if (inputInfo.frameCount && log.packets() < *inputInfo.frameCount)
+    log.addError(clock.now(), fmt::format("the input ends after {} of {} frames", log.packets(),
+                                          *inputInfo.frameCount));
+  else if (!inputInfo.frameCount && announcedDuration &&
+           clock.displayEnd() + slack < *announcedDuration)
+    log.addError(clock.now(), fmt::format("the input ends after {:.3f} of {:.3f} seconds",
+                                          clock.displayEnd(), *announcedDuration));
   else if (endedInside)
-    addError(lastTime, "the input ends inside a frame");
-}
-
-double LibavSource::frameTime() {
-  const double step = 1.0 / inputInfo.rate;
-  double time = frames == 0 ? 0.0 : lastTime + step;
-  if (isBareStream()) {
-    time = static_cast<double>(frames) * step;
-  } else if (frame->best_effort_timestamp != AV_NOPTS_VALUE) {
-    const double stamp = seconds(frame->best_effort_timestamp);
-    // Recordings joined end to end start over: they continue a frame later instead. A single stamp
-    // that is not later than the one before it only gives way.
-    if (frames > 0 && stamp + timeOffset < lastTime - RESTART_SECONDS)
-      timeOffset = time - stamp;
-    time = frames > 0 ? std::max(stamp + timeOffset, lastTime + LEAST_STEP * step)
-                      : stamp + timeOffset;
-  }
-  lastTime = time;
-  lastEnd =
-      time + std::max(step, static_cast<double>(frame->pkt_duration) * av_q2d(stream->time_base));
-  return time;
-}
-
-bool LibavSource::isBareStream() const {
-  return (input->iformat->flags & AVFMT_NOTIMESTAMPS) != 0;
+    log.addError(clock.now(), "the input ends inside a frame");
 }
 
 bool LibavSource::hasChangedSize() const {
@@ -338,49 +280,8 @@ bool LibavSource::hasChangedSize() const {
 
 void LibavSource::reportConcealment() {
   if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
-    addError(lastTime, "the picture is damaged; the decoder concealed what it could not decode");
-}
-
-void LibavSource::addError(double time, std::string message) {
-  unsettledErrors.push_back({frames, time, std::move(message)});
-  if (unsettledErrors.size() > MAX_UNSETTLED_ERRORS)
-    settleErrors(std::numeric_limits<double>::max());
-}
-
-void LibavSource::settleErrors(double time) {
-  for (DecodeError &error : unsettledErrors)
-    if (error.time <= time && (inputEnd.errors.empty() || inputEnd.errors.back().frame != frames)) {
-      error.frame = frames;
-      inputEnd.errors.push_back(error);
-    }
-  std::erase_if(unsettledErrors, [&](const DecodeError &error) { return error.time <= time; });
-}
-
-double LibavSource::seconds(std::int64_t stamp) const {
-  const AVRational base = stream->time_base;
-  const std::int64_t origin = input->start_time == AV_NOPTS_VALUE
-                                  ? 0
-                                  : av_rescale_q(input->start_time, AV_TIME_BASE_Q, base);
-  return (static_cast<double>(stamp) - static_cast<double>(origin)) * base.num / base.den;
-}
-
-double LibavSource::packetTime() const {
-  const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
-  return stamp == AV_NOPTS_VALUE ? lastTime : seconds(stamp) + timeOffset;
-}
-
-void LibavSource::finish() {
-  if (std::exchange(finished, true))
-    return;
-  reportMissingEnd();
-  settleErrors(std::numeric_limits<double>::max());
-  if (inputEnd.reason.empty() && resizedPictures > 0)
-    inputEnd.reason = fmt::format("{} pictures have another size than the first one and were not "
-                                  "measured",
-                                  resizedPictures);
-  if (inputEnd.reason.empty() && 2 * failedPackets > packets)
-    inputEnd.reason = fmt::format("{} of {} packets could not be decoded", failedPackets, packets);
-  inputEnd.doubtful = !inputEnd.reason.empty();
+    log.addError(clock.now(),
+                 "the picture is damaged; the decoder concealed what it could not decode");
 }
 
 } // namespace lumagauge::qc

@@ -4,6 +4,8 @@
 #ifndef LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 #define LUMAGAUGE_QC_SOURCE_LIBAV_SOURCE_H
 
+#include "qc/source/decode_log.h"
+#include "qc/source/frame_clock.h"
 #include "qc/source/libav_input.h"
 #include "qc/source/luma.h"
 
@@ -21,20 +23,13 @@ public:
 
   const InputInfo &info() const override { return inputInfo; }
   bool read(LumaPicture &picture) override;
-  const InputEnd &end() const override { return inputEnd; }
+  const InputEnd &end() const override { return log.end(); }
 
 private:
-  struct FreeCodec {
-    void operator()(AVCodecContext *unused) const { avcodec_free_context(&unused); }
-  };
-  struct FreePacket {
-    void operator()(AVPacket *unused) const { av_packet_free(&unused); }
-  };
-  struct FreeFrame {
-    void operator()(AVFrame *unused) const { av_frame_free(&unused); }
+  template <auto FREE> struct Free {
+    template <class T> void operator()(T *unused) const { FREE(&unused); }
   };
 
-  void chooseStream(const SourceOptions &options);
   void openDecoder(const SourceOptions &options);
   void describeStream(const SourceOptions &options);
   void describePicture(const SourceOptions &options);
@@ -43,41 +38,26 @@ private:
   void feedDecoder();
   void finishDemuxing(int code);
   void reportMissingEnd();
-  double frameTime();
-  bool isBareStream() const; ///< without a container, so without time stamps
   bool hasChangedSize() const;
   void reportConcealment();
-  void addError(double time, std::string message);
-  /// Gives the errors up to `time` the number of the next frame: decoders are some packets ahead of
-  /// the pictures that they give out. Of several without a picture between them one stays.
-  void settleErrors(double time);
-  double seconds(std::int64_t stamp) const; ///< from the container's start
-  double packetTime() const;
-  void finish();
 
   LibavInput input;
-  AVStream *stream = nullptr;
-  std::unique_ptr<AVCodecContext, FreeCodec> decoder;
-  std::unique_ptr<AVPacket, FreePacket> packet;
-  std::unique_ptr<AVFrame, FreeFrame> frame;
+  AVStream &stream; ///< of `input`
+  FrameClock clock;
+  std::unique_ptr<AVCodecContext, Free<avcodec_free_context>> decoder;
+  std::unique_ptr<AVPacket, Free<av_packet_free>> packet;
+  std::unique_ptr<AVFrame, Free<av_frame_free>> frame;
   LumaReader luma;
   Window window;
   InputInfo inputInfo;
-  InputEnd inputEnd;
+  DecodeLog log;
 
   bool framePending = false; ///< `frame` holds the first picture, not yet delivered
   bool draining = false;     ///< all packets are read
   bool endedInside = false;  ///< not where the container has an end
   bool finished = false;
-  std::int64_t frames = 0;                                          ///< pictures decoded
-  std::int64_t packets = 0, failedPackets = 0, resizedPictures = 0; ///< so far
-  std::int64_t packetEnd = 0; ///< of the last one, in the input's bytes
-  int failuresInARow = 0;
-  std::vector<DecodeError> unsettledErrors;
-  double lastTime = 0.0;                   ///< of the last picture
-  double lastEnd = 0.0;                    ///< of its display
+  std::int64_t packetEnd = 0;              ///< of the last packet, in the input's bytes
   std::optional<double> announcedDuration; ///< seconds, of this stream
-  double timeOffset = 0.0;                 ///< added where time stamps went back
 };
 
 } // namespace lumagauge::qc

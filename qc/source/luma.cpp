@@ -20,6 +20,9 @@ namespace lumagauge::qc {
 
 namespace {
 
+/// Bytes, of what libswscale writes.
+constexpr int ROW_ALIGNMENT = 64;
+
 const AVPixFmtDescriptor &descriptor(AVPixelFormat format) {
   const AVPixFmtDescriptor *found = av_pix_fmt_desc_get(format);
   if (found == nullptr)
@@ -85,6 +88,11 @@ bool givesLuma(AVPixelFormat format) {
                                sws_isSupportedInput(format) != 0);
 }
 
+void requireLuma(AVPixelFormat format) {
+  if (!givesLuma(format))
+    throw InputError(fmt::format("its pixel format {} gives no luma", descriptor(format).name));
+}
+
 int lumaDepth(AVPixelFormat format) {
   const AVPixFmtDescriptor &known = descriptor(format);
   int depth = known.comp[0].depth;
@@ -148,8 +156,7 @@ void LumaReader::read(const Planes &planes, AVPixelFormat format, int width, int
 void LumaReader::convert(const Planes &planes, AVPixelFormat format, int width, int height) {
   const AVPixelFormat target = convertedFormat(format);
   if (scalerFormat != format || scalerWidth != width || scalerHeight != height) {
-    if (!givesLuma(format))
-      throw InputError(fmt::format("its pixel format {} gives no luma", descriptor(format).name));
+    requireLuma(format);
     sws_freeContext(scaler);
     scalerFormat = AV_PIX_FMT_NONE;
     scaler =
@@ -160,12 +167,13 @@ void LumaReader::convert(const Planes &planes, AVPixelFormat format, int width, 
     // Full range in and out: what the values mean is passed on, not changed.
     const int *bt709 = sws_getCoefficients(SWS_CS_ITU709);
     sws_setColorspaceDetails(scaler, bt709, 1, bt709, 1, 0, 1 << 16, 1 << 16);
-    const int bytes = av_image_get_buffer_size(target, width, height, 64);
+    const int bytes = av_image_get_buffer_size(target, width, height, ROW_ALIGNMENT);
     if (bytes < 0)
       throw InputError(fmt::format("a picture of {}x{} is too large to convert", width, height));
     converted.resize(static_cast<std::size_t>(bytes));
     std::uint8_t *data[4];
-    av_image_fill_arrays(data, convertedPlanes.stride, converted.data(), target, width, height, 64);
+    av_image_fill_arrays(data, convertedPlanes.stride, converted.data(), target, width, height,
+                         ROW_ALIGNMENT);
     std::copy_n(data, 4, convertedPlanes.data);
     scalerFormat = format;
     scalerWidth = width;

@@ -28,6 +28,8 @@ struct Planes {
 bool holdsLuma(AVPixelFormat format);
 /// Luma can be taken from the format at all.
 bool givesLuma(AVPixelFormat format);
+/// Throws InputError where it cannot.
+void requireLuma(AVPixelFormat format);
 /// How luma comes about from the format, for reports: "as stored", "rounded from 10 bits: ...".
 std::string lumaRule(AVPixelFormat format);
 /// Bits of the stored luma, or of the widest component where there is none.

@@ -4,13 +4,34 @@
 #include "qc/source/libav_source.h"
 #include "qc/source/raw_source.h"
 
+#include <algorithm>
+
 namespace lumagauge::qc {
 
 namespace {
 /// Time stamps are rounded to the container's time base: a frame half a millisecond ahead of the
 /// start that was asked for is the one that was meant.
 constexpr double TIME_TOLERANCE = 0.0005;
+
+double secondsOf(const Extent &extent, double rate) {
+  const auto *frames = std::get_if<Frames>(&extent);
+  return frames != nullptr ? static_cast<double>(frames->value) / rate
+                           : std::get<Seconds>(extent).value;
+}
 } // namespace
+
+Window::Part Window::expected(const InputInfo &info) const {
+  Part part{info.frameCount, info.duration, start ? secondsOf(*start, info.rate) : 0.0};
+  if (start || length)
+    part.frames.reset(); // the time says it as well
+  if (start && part.seconds)
+    part.seconds = std::max(0.0, *part.seconds - part.begin);
+  if (length) {
+    const double wanted = secondsOf(*length, info.rate);
+    part.seconds = std::min(part.seconds.value_or(wanted), wanted);
+  }
+  return part;
+}
 
 bool Window::isBefore(const LumaPicture &picture) const {
   if (!start)

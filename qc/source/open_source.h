@@ -44,10 +44,19 @@ struct SourceOptions {
 /// frame of the stream. Throws InputError.
 std::unique_ptr<VideoSource> openSource(const std::string &input, const SourceOptions &options);
 
-/// Where delivery stands in the part of the input that was asked for.
+/// The part of the input that was asked for, and where delivery stands in it.
 class Window {
 public:
   explicit Window(const SourceOptions &options) : start(options.start), length(options.duration) {}
+
+  struct Part {
+    std::optional<std::int64_t> frames; ///< only where all of the input is asked for
+    std::optional<double> seconds;
+    double begin; ///< seconds
+  };
+  /// What is to be expected of the input, as far as that is known ahead of reading it; so frames
+  /// that were asked for by number are taken to come at its rate.
+  Part expected(const InputInfo &info) const;
 
   bool isBefore(const LumaPicture &picture) const;
   /// The picture lies behind the end of the part that was asked for.

@@ -10,14 +10,12 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <utility>
 
 namespace lumagauge::qc {
 
 namespace {
 
-constexpr double DEFAULT_RATE = 25.0;
 /// libswscale's vector code may read a little behind the samples.
 constexpr std::size_t PADDING = 64;
 constexpr int MAX_SUGGESTIONS = 6;
@@ -121,8 +119,8 @@ std::string RawSource::fittingGeometries(std::int64_t size) const {
 
 bool RawSource::read(LumaPicture &picture) {
   while (!finished && !window.isComplete()) {
-    picture.frame = frames;
-    picture.time = timeOf(frames);
+    picture.frame = log.pictures();
+    picture.time = timeOf(picture.frame);
     picture.pictureType = '?';
     if (window.isAfter(picture))
       break;
@@ -136,10 +134,10 @@ bool RawSource::read(LumaPicture &picture) {
     // A last frame without the rest of its chroma is still whole for what is measured here, but the
     // size of a file says how many frames are whole, and a pipe is treated alike.
     if (bytes < frameBytes) {
-      noteEnd(bytes);
+      noteEnd(picture.time, bytes);
       break;
     }
-    ++frames;
+    log.addPicture(picture.time);
     if (!wanted)
       continue;
     luma.read(planes, format, static_cast<int>(inputInfo.width), static_cast<int>(inputInfo.height),
@@ -151,18 +149,13 @@ bool RawSource::read(LumaPicture &picture) {
   return false;
 }
 
-void RawSource::noteEnd(std::int64_t bytesOfLastFrame) {
-  const auto addError = [&](const std::string &message) {
-    inputEnd.errors.push_back({frames, timeOf(frames), message});
-  };
-  if (file.failure() != 0) {
-    inputEnd.doubtful = true;
-    inputEnd.reason = fmt::format("reading stopped: {}", std::strerror(file.failure()));
-    addError(inputEnd.reason);
-  } else if (bytesOfLastFrame != 0 && !file.size()) { // a file's remainder is told at the start
-    addError(fmt::format("the input ends inside a frame, after {} of {} bytes", bytesOfLastFrame,
-                         frameBytes));
-  }
+void RawSource::noteEnd(double time, std::int64_t bytesOfLastFrame) {
+  if (file.failure() != 0)
+    log.stopReading(time, file.failure());
+  else if (bytesOfLastFrame != 0 && !file.size()) // a file's remainder is told at the start
+    log.addError(time, fmt::format("the input ends inside a frame, after {} of {} bytes",
+                                   bytesOfLastFrame, frameBytes));
+  log.finish();
 }
 
 } // namespace lumagauge::qc

@@ -4,6 +4,7 @@
 #ifndef LUMAGAUGE_QC_SOURCE_RAW_SOURCE_H
 #define LUMAGAUGE_QC_SOURCE_RAW_SOURCE_H
 
+#include "qc/source/decode_log.h"
 #include "qc/source/input_file.h"
 #include "qc/source/luma.h"
 #include "qc/source/open_source.h"
@@ -17,26 +18,25 @@ public:
 
   const InputInfo &info() const override { return inputInfo; }
   bool read(LumaPicture &picture) override;
-  const InputEnd &end() const override { return inputEnd; }
+  const InputEnd &end() const override { return log.end(); }
 
 private:
   void layOut(const RawLayout &layout, std::int64_t maxPixels);
   void checkFileSize(std::int64_t size);
   std::string fittingGeometries(std::int64_t size) const;
-  void noteEnd(std::int64_t bytesOfLastFrame);
+  void noteEnd(double time, std::int64_t bytesOfLastFrame);
   double timeOf(std::int64_t frame) const { return static_cast<double>(frame) / inputInfo.rate; }
 
   InputFile file;
   Window window;
   InputInfo inputInfo;
-  InputEnd inputEnd;
+  DecodeLog log;
   AVPixelFormat format = AV_PIX_FMT_NONE;
   Planes planes{};
   std::vector<std::uint8_t> buffer; ///< the part of a frame that luma is taken from, and padding
   std::int64_t neededBytes = 0;     ///< of that part
   std::int64_t frameBytes = 0;      ///< from a frame to the next
   LumaReader luma;
-  std::int64_t frames = 0; ///< read or passed over
   bool finished = false;
 };
 

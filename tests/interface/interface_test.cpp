@@ -192,24 +192,29 @@ TEST(Interface, CallsOnOneMeterWaitForEachOther) {
   EXPECT_EQ(periods, 4); // of 32 pairs
 }
 
-/// What the documents and the library say of an indicator is what the one list says.
+/// What documents and library say of an indicator is what the one list says.
 TEST(Interface, DocumentsSayWhatTheListSays) {
   const std::string readme = readFile(PROJECT_FOLDER "/README.md");
   const std::string table = readFile(PROJECT_FOLDER "/docs/indicators.md");
   constexpr const char *WORSE[] = {"(higher|1)", "lower", "both ends"};
+  std::size_t masks = 0;
   for (unsigned i = 0; i < INDICATOR_COUNT; ++i) {
     const lumagauge_indicator &info = *lumagauge_indicator_at(i);
     EXPECT_EQ(info.bit, bit(INDICATORS[i].indicator));
     const std::string name = std::regex_replace(info.name, std::regex("_"), " ");
-    const std::string column = std::to_string(i + 2);
-    EXPECT_TRUE(std::regex_search(table, std::regex("\n\\| \\[" + name + "\\]\\([^)]*\\) \\| " +
-                                                    column + " \\| " + info.unit + "[^|]*\\| " +
-                                                    WORSE[info.worse] + " \\|")))
-        << name << ": " << info.unit;
-    std::ostringstream bitText;
-    bitText << "\\| `0x" << std::hex << info.bit << "` \\| " << name << "[^|]*\\| " << column << " ";
-    EXPECT_TRUE(std::regex_search(readme, std::regex(bitText.str()))) << bitText.str();
+    const std::string column = " \\| " + std::to_string(i + 2) + " ";
+    const std::regex row("\n\\| \\[" + name + "\\]\\([^)]*\\)" + column + "\\| " + info.unit +
+                         "[^|]*\\| " + WORSE[info.worse] + " \\|");
+    EXPECT_TRUE(std::regex_search(table, row)) << name << ": " << info.unit;
+    std::ostringstream mask;
+    mask << "\\| `0x" << std::hex << info.bit << "` \\| " << name << "[^|]*" << column;
+    masks += std::regex_search(readme, std::regex(mask.str()));
   }
+  EXPECT_EQ(masks, 15U) << "what the lumagauge command shows";
+  for (const char *example : {"blur.c", "blur.cpp", "blur.py"})
+    EXPECT_NE(readme.find(readFile(std::string(PROJECT_FOLDER "/examples/") + example)),
+              std::string::npos)
+        << example;
   EXPECT_EQ(lumagauge_indicator_at(INDICATOR_COUNT), nullptr);
 }
 

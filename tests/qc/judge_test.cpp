@@ -20,7 +20,10 @@ constexpr double INFINITE = std::numeric_limits<double>::infinity();
 /// A frame that nobody would object to.
 FrameRecord ordinary(std::int64_t frame, double rate) {
   FrameRecord record{.frame = frame, .time = static_cast<double>(frame) / rate, .values = {}};
-  record.values = {1.0, 50.0, 0.0, 0.0, 0.5, 3.0, 5.0, 0.0, 0.0, 120.0, 40.0, 0.001, 0.3, 2.0, {}};
+  unsigned i = 0; // of all but flickering
+  for (const double value :
+       {1.0, 50.0, 0.0, 0.0, 0.5, 3.0, 5.0, 0.0, 0.0, 120.0, 40.0, 0.001, 0.3, 2.0})
+    record.values[static_cast<Indicator>(i++)] = value;
   return record;
 }
 

@@ -13,6 +13,8 @@ namespace {
 
 using namespace test;
 
+constexpr std::size_t COMMAND_COLUMNS = 15; ///< of lumagauge, fixed for ever
+
 /// The values of a meter that is given the pictures one after another.
 std::vector<Values> meterValues(const std::vector<Luma> &pictures, double rate) {
   const auto w = static_cast<std::uint32_t>(pictures[0].w),
@@ -87,14 +89,15 @@ void Values15::expectThoseOfMeterAndCommand(const Clip &clip) const {
       const std::optional<double> &measured = expected[frame][INDICATORS[i].indicator];
       SCOPED_TRACE(testing::Message() << "frame " << frame << ' ' << INDICATOR_NAMES[i]);
       const std::string &text = rows[frame + 1].at(i + 3);
-      meter >> field;
+      if (i < COMMAND_COLUMNS)
+        meter >> field;
       ASSERT_EQ(text.empty(), !measured.has_value());
       if (text.empty())
         continue;
       const double value = std::stod(text);
       EXPECT_TRUE(value == *measured || (std::isnan(value) && std::isnan(*measured)))
           << text << " is not " << *measured;
-      if (!std::isnan(value)) {
+      if (!std::isnan(value) && i < COMMAND_COLUMNS) {
         EXPECT_EQ(shown(i, value), field);
       }
     }

@@ -221,7 +221,7 @@ TEST_F(Source, WrongUsageIsStatus2) {
   for (const std::string arguments :
        {"", "--raw clip.mp4", "--size 8x8 clip.mp4", "--raw --size 8 x", "--raw --size 8x-8 x",
         "--start 1:99 clip.mp4", "--start -1 clip.mp4", "--duration 5x clip.mp4", "--threads 0 x",
-        "--duration 1 --frames 2 x", "--indicators blurr x", "--indicators 0x8000 x", "- -",
+        "--duration 1 --frames 2 x", "--indicators blurr x", "--indicators 0x80000000 x", "- -",
         "--fps inf clip.mp4", "--fps 1e300 clip.mp4", "--resume clip.mp4",
         "--profile nowhere clip.mp4", "--files-from nowhere", "-o /dev/null/x clip.mp4"}) {
     const Outcome run = call(arguments);
