@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/options.h"
 
+#include "qc/judge/profile.h"
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -19,6 +21,9 @@ constexpr double MIN_RATE = 1e-3, MAX_RATE = 1e6;
 constexpr std::int64_t MAX_COUNT = std::int64_t{1} << 40; ///< of frames, of bytes in one
 constexpr int MAX_THREADS = 1024;
 constexpr std::int64_t MAX_MAX_PIXELS = std::int64_t{1} << 40;
+
+/// In the help: "  --duration T (not with --frames)".
+constexpr std::size_t WIDEST_OPTION = 34;
 
 /// The whole text as a number without a sign; empty where it is none.
 template <class Number> std::optional<Number> parseNumber(std::string_view text) {
@@ -66,6 +71,33 @@ std::vector<std::string> arguments(int argc, const char *const *argv) {
   return list;
 }
 
+/// Options as manuals write them: what a value is called but not what it is checked for, and the
+/// default behind the description.
+struct HelpFormatter : CLI::Formatter {
+  std::string make_option_name(const CLI::Option *option, bool isPositional) const override {
+    const std::string name = CLI::Formatter::make_option_name(option, isPositional);
+    return name.substr(0, name.find('{')); // behind it the value that a flag sets
+  }
+
+  std::string make_option_opts(const CLI::Option *option) const override {
+    if (option->get_positional())
+      return "";
+    std::string text;
+    if (const std::string type = option->get_type_name(); !type.empty())
+      text = " " + type.substr(0, type.find(':'));
+    for (const CLI::Option *other : option->get_needs())
+      text += " (with " + other->get_name() + ")";
+    for (const CLI::Option *other : option->get_excludes())
+      text += " (not with " + other->get_name() + ")";
+    return text;
+  }
+
+  std::string make_option_desc(const CLI::Option *option) const override {
+    const std::string byDefault = option->get_default_str();
+    return option->get_description() + (byDefault.empty() ? "" : " [" + byDefault + "]");
+  }
+};
+
 [[noreturn]] void refuse(const std::string &message) {
   throw CLI::ValidationError(message, CLI::ExitCodes::ValidationError);
 }
@@ -79,6 +111,7 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->type_name("FILE|-")
       ->allow_extra_args(false);
   app.add_option("--stream", texts.stream, "Stream number in the container [first video]")
+      ->type_name("N")
       ->check(CLI::NonNegativeNumber);
   app.add_option("--start", options.startText,
                  "Where to begin: 12.5, 1:02:03.5, or 250f for frames")
@@ -87,10 +120,12 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       app.add_option("--duration", options.durationText, "How much to measure, in the same forms")
           ->type_name("T");
   app.add_option("--frames", texts.frames, "How many frames to measure")
+      ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT))
       ->excludes(duration);
   app.add_option("--fps", texts.fps,
                  fmt::format("Frame rate, instead of what the input says [raw: {}]", DEFAULT_RATE))
+      ->type_name("RATE")
       ->check(CLI::Range(MIN_RATE, MAX_RATE));
   auto *raw = app.add_flag("--raw", texts.raw, "The input is raw frames without a header");
   auto *size = app.add_option("--size", texts.size, "Picture size of raw frames")
@@ -99,15 +134,18 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
   raw->needs(size);
   app.add_option("--pix-fmt", texts.pixelFormat,
                  "Pixel format of raw frames, as libavutil names it")
+      ->type_name("NAME")
       ->needs(raw)
       ->capture_default_str();
   app.add_option("--frame-bytes", texts.frameBytes, "Bytes from one raw frame to the next")
+      ->type_name("N")
       ->needs(raw)
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT));
 }
 
 void addTrustOptions(CLI::App &app, Options &options) {
   app.add_option("--max-pixels", options.source.maxPixels, "Refuse larger pictures")
+      ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_MAX_PIXELS))
       ->capture_default_str();
   app.add_option("--allow-protocols", options.source.protocols,
@@ -125,15 +163,18 @@ void addMeasureOptions(CLI::App &app, Options &options, Texts &texts) {
                              fmt::join(INDICATOR_NAMES, ", ")))
       ->type_name("LIST");
   app.add_option("--threads", options.threads, "Frames measured at once [CPUs]")
+      ->type_name("N")
       ->check(CLI::Range(1, MAX_THREADS));
   app.add_option("--decode-threads", options.source.decodeThreads,
                  "Threads of the decoder, 0 for its own choice; 1 makes damaged video reproducible")
+      ->type_name("N")
       ->check(CLI::Range(0, 64))
       ->capture_default_str();
 }
 
 void addOutputOptions(CLI::App &app, Options &options, Texts &texts) {
-  app.add_option("--profile", options.profile, "Rules to judge by: a shipped profile or a file")
+  app.add_option("--profile", options.profile,
+                 fmt::format("Rules to judge by: {}; or a file", fmt::join(profileNames(), ", ")))
       ->type_name("NAME|FILE")
       ->capture_default_str();
   app.add_flag("--print-profile", options.printProfile, "Print the profile and end");
@@ -145,7 +186,9 @@ void addOutputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->needs(output);
   app.add_flag("!--no-frames", options.withFrames, "Leave the frames out of NAME.json");
   app.add_flag("--quiet", options.quiet, "Print the verdict alone");
-  app.add_option("--progress", texts.progress, "auto (a bar on a terminal), plain or none")
+  app.add_option("--progress", texts.progress,
+                 "What to show while measuring; auto is a bar on a terminal")
+      ->type_name("auto|plain|none")
       ->check(CLI::IsMember({"auto", "plain", "none"}));
 }
 
@@ -274,9 +317,14 @@ std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::
   Options options;
   Texts texts;
   CLI::App app("Measures fifteen quality indicators of videos and says what is wrong, from when to "
-               "when.\nExit status: 0 measured, 1 measured and a rule of severity fail is broken, "
-               "2 not measured or wrong usage.",
+               "when.",
                "lumagauge-qc");
+  app.footer("Exit status:\n"
+             "  0  measured, and no rule of severity fail is broken\n"
+             "  1  measured, and a rule of severity fail is broken\n"
+             "  2  not measured, or wrong usage; of several inputs the worst");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.get_formatter()->column_width(WIDEST_OPTION + 2);
   app.set_version_flag("--version", "lumagauge-qc " LUMAGAUGE_VERSION);
   addInputOptions(app, options, texts);
   addTrustOptions(app, options);

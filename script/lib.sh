@@ -10,6 +10,17 @@ fail() {
   exit 1
 }
 
+# become_root MESSAGE: sets AS_ROOT to what makes a command run as root; fails with the message where
+# that takes a password.
+# shellcheck disable=SC2034 # it is for the scripts
+become_root() {
+  AS_ROOT=()
+  if ((EUID != 0)); then
+    sudo --non-interactive true 2>/dev/null || fail "$1"
+    AS_ROOT=(sudo --non-interactive)
+  fi
+}
+
 # build_directory PRESET FOLDER [cmake option...]: configures and builds FOLDER with all CPUs.
 build_directory() {
   local preset=$1 folder=$2
