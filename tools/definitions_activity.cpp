@@ -14,8 +14,7 @@ double spatialAct(const Plane &src) {
   constexpr std::uint64_t BAND = 32;
   std::uint64_t energy = 0;
   for (std::uint64_t y = 0; y + 2 < src.h; y += BAND)
-    energy +=
-        rows().sobelEnergy(src.data + y * src.w, src.w, std::min(BAND + 2, src.h - y), src.w);
+    energy += rows().sobelEnergy(src.data + y * src.w, src.w, std::min(BAND + 2, src.h - y), src.w);
   return std::sqrt(static_cast<double>(energy));
 }
 

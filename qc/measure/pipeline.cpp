@@ -68,8 +68,8 @@ Picture pictureOf(const LumaPicture &luma, const Meter &meter) {
 class Pipeline::Threads {
 public:
   Threads(VideoSource &videoSource, std::uint32_t requested, int count)
-      : source(videoSource), meter(source.info().width, source.info().height, source.info().rate,
-                                   requested),
+      : source(videoSource),
+        meter(source.info().width, source.info().height, source.info().rate, requested),
         limit(2 * static_cast<std::size_t>(count) + 2) {
     try {
       for (int i = 0; i < count; ++i)

@@ -17,9 +17,9 @@ struct BatchRow {
   std::int64_t frames = 0;
   double duration = 0; ///< seconds
   std::int64_t events = 0;
-  std::vector<std::string> broken;                       ///< kinds, in the profile's order
+  std::vector<std::string> broken;                            ///< kinds, in the profile's order
   std::array<std::optional<double>, INDICATOR_COUNT> means{}; ///< empty: no value
-  bool resumed = false;                                  ///< the result is that of an earlier run
+  bool resumed = false; ///< the result is that of an earlier run
 };
 
 BatchRow batchRow(const std::string &path, const Judgement &judgement);

@@ -91,12 +91,13 @@ TEST(Measures, OfTheBlockGrid) {
                [](int, int y) { return 2 * (y >= 7) + (y >= 8) + 3 * (y >= 16) + 5 * (y >= 23); }),
           (3 * 2 + 1 * 5) / (3 * 1 + 2 * 3.0)},
          {"16 samples are enough", luma(16, 15, [](int x, int) { return x < 7 ? 0 : 50; }), INF}});
-  check(measureBlackout, {{"no whole block", uniform(7, 64, 1), 0.0},
-                       {"grey is flat too", uniform(8, 15, 128), 1.0},
-                       {"edge samples do not count", rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
-                       {"block sum 255", rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
-                       {"block sum 256",
-                        luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
+  check(
+      measureBlackout,
+      {{"no whole block", uniform(7, 64, 1), 0.0},
+       {"grey is flat too", uniform(8, 15, 128), 1.0},
+       {"edge samples do not count", rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
+       {"block sum 255", rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
+       {"block sum 256", luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
   check(measureBlockLoss,
         {{"too narrow", uniform(255, 300, 0), NO_VALUE},
          {"flat", uniform(256, 256, 77), 0.0},

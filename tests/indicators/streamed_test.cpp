@@ -70,10 +70,8 @@ TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
       const Luma picture = luma(w, h, sample);
       expectSame(measureBlockLoss(picture), composedBlockLoss(&picture), "block loss");
       expectSame(measureBlur(picture), composedBlur(&picture), "blur");
-      expectSame(measureNoise(picture), composedNoise(&picture),
-                 "noise");
-      expectSame(measureSlice(picture), composedSlice(&picture),
-                 "slice");
+      expectSame(measureNoise(picture), composedNoise(&picture), "noise");
+      expectSame(measureSlice(picture), composedSlice(&picture), "slice");
       expectSame(measureExposure(picture), composedExposure(&picture), "exposure");
       expectSame(measureBlackout(picture), composedBlackout(&picture), "blackout");
     }

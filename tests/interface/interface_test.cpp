@@ -290,7 +290,7 @@ TEST(Interface, DocumentsSayWhatTheListSays) {
 /// lumagauge-qc and the bindings stand on what everybody can use.
 TEST(Interface, IsAllThatOthersUseOfTheLibrary) {
   int files = 0;
-  for (const char *folder : {"qc", "examples"})
+  for (const char *folder : {"qc", "python", "examples"})
     for (const auto &entry : std::filesystem::recursive_directory_iterator(
              std::filesystem::path(PROJECT_FOLDER) / folder))
       if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
