@@ -6,7 +6,7 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <toml++/toml.h>
 
 namespace lumagauge::qc {
@@ -249,13 +249,16 @@ std::string profileText(const std::string &nameOrPath) {
   for (const ShippedProfile &profile : SHIPPED_PROFILES)
     if (profile.name == nameOrPath)
       return std::string(profile.text);
+  // By a stream, as what an iterator meets when it reads a folder is an exception.
   std::ifstream file(nameOrPath, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::ostringstream text;
+  if (file.peek() != std::ifstream::traits_type::eof())
+    text << file.rdbuf();
   if (!file.is_open() || file.bad())
     throw ProfileError(fmt::format("{}: cannot be read, and no shipped profile has this name; "
                                    "these have: {}",
                                    nameOrPath, fmt::join(profileNames(), ", ")));
-  return text;
+  return text.str();
 }
 
 Profile parseProfile(std::string_view text, const std::string &origin) {
