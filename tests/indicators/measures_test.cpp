@@ -42,17 +42,6 @@ Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<i
   });
 }
 
-/// A block of level 60 on the grid and, right of the only region, dots of 240 from the last row but
-/// one upwards: with 420 of them the threshold is 7200, exactly the block's magnitude 2 * 60^2.
-Luma dottedBlock(int dots) {
-  return luma(314, 258, [=](int x, int y) {
-    if (x >= 96 && x < 112 && y >= 64 && y < 80)
-      return 60;
-    const bool onGrid = x >= 259 && x < 312 && x % 3 == 1 && y % 3 == 1;
-    return onGrid && (256 - y) / 3 * 18 + (x - 259) / 3 < dots ? 240 : 0;
-  });
-}
-
 /// 64x32 with a ramp of 60 a column up to 240 from column 30, in every row.
 int ramp(int x, int) {
   return std::clamp((x - 29) * 60, 0, 240);
@@ -100,25 +89,9 @@ TEST(Measures, OfTheBlockGrid) {
        {"block sum 256", luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
   check(measureBlockLoss,
         {{"too narrow", uniform(255, 300, 0), NO_VALUE},
-         {"flat", uniform(256, 256, 77), 0.0},
          {"a lost block", rectangles(256, 256, {{96, 64, 16, 16}}), 4.0},
-         {"two multiply", rectangles(256, 256, {{96, 64, 16, 16}, {32, 160, 16, 16}}), 16.0},
-         {"off the grid", rectangles(256, 256, {{104, 72, 16, 16}}), 0.0},
-         {"half a block", rectangles(256, 256, {{96, 64, 16, 8}}), 0.0},
          {"mean of two regions", rectangles(512, 256, {{96, 64, 16, 16}}), 2.0},
-         {"outside the whole region", rectangles(300, 300, {{272, 64, 16, 16}}), 0.0},
-         {"row runs across a word of bits", rectangles(256, 256, {{48, 64, 32, 16}}), 4.0},
-         {"runs of 12 along rows", rectangles(256, 256, {{96, 64, 11, 16}}), 2.0},
-         {"runs of 11 along rows", rectangles(256, 256, {{96, 64, 10, 16}}), 0.0},
-         {"runs of 12 along columns", rectangles(256, 256, {{96, 64, 16, 11}}), 2.0},
-         {"runs of 11 along columns", rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
-         {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
-         {"columns' runs end with their region",
-          rectangles(256, 512, {{96, 245, 16, 21}, {32, 64, 16, 8}, {32, 320, 16, 8}}), 0.0},
-         {"and reach its last row",
-          rectangles(256, 256, {{96, 228, 16, 2}, {96, 244, 16, 11}, {32, 64, 16, 8}}), 2.0},
-         {"edges exactly at the threshold", dottedBlock(420), 0.0},
-         {"edges just above it", dottedBlock(419), 4.0}});
+         {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0}});
   check(measureInterlace,
         {{"comb in rows", luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
          {"checkerboard", luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
@@ -151,14 +124,9 @@ TEST(Measures, OfLevels) {
          {"two rows", noisy(50, 2), 0.0}});
   check(measureNoise,
         {{"flat", uniform(64, 64, 9), NO_VALUE},
-         {"no block", noisy(7, 90), NO_VALUE},
          {"one level", checkers(64, 64, [](int) { return 10; }), 5.0411, 1e-4},
-         {"more than 1000 blocks", checkers(320, 256, [](int y) { return y < 200 ? 10 : 9; }),
-          5.0411, 1e-4},
          {"the first of two modes", checkers(64, 64, [](int y) { return y < 32 ? 10 : 16; }),
           5.0411, 1e-4},
-         {"turned upside down", checkers(64, 64, [](int y) { return y < 32 ? 16 : 10; }), 8.0939,
-          1e-4},
          {"a level rounded up", checkers(64, 64, [](int y) { return y < 32 ? 10 : 12; }), 6.0597,
           1e-4},
          // Every deviation is 4.53...: bin 5, but none in [5, 6).
