@@ -198,9 +198,8 @@ TEST_F(ReportTest, TheVerdictIsOneLine) {
 }
 
 TEST(ProgressTest, ExpectsThePartThatIsAskedFor) {
-  using Asked = std::optional<Extent>;
   const struct {
-    Asked start, duration;
+    std::optional<Extent> start, duration;
     std::optional<std::int64_t> frames;
     double seconds, begin;
   } cases[] = {{{}, {}, 500, 10, 0},
@@ -217,9 +216,8 @@ TEST(ProgressTest, ExpectsThePartThatIsAskedFor) {
     info.frameCount = 500;
     info.duration = 10;
     const Window::Part part = Window(options).expected(info);
-    EXPECT_EQ(part.frames, frames);
-    EXPECT_EQ(part.seconds, seconds);
-    EXPECT_EQ(part.begin, begin);
+    EXPECT_EQ(std::tuple(part.frames, part.seconds, part.begin),
+              std::tuple(frames, seconds, begin));
     info.duration.reset();
     EXPECT_EQ(Window(options).expected(info).seconds.has_value(), duration.has_value());
   }
