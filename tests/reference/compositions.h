@@ -174,16 +174,6 @@ inline std::optional<double> composedSlice(const Image *luma) {
              : 1.0 / *std::min_element(ratios.samples.begin(), ratios.samples.end());
 }
 
-inline bool composedBlackout(const Image *luma) {
-  Map sums(luma->w / 8, luma->h / 8);
-  if (sums.samples.empty())
-    return false;
-  blockSums(luma, &sums, 8, 8);
-  std::int32_t darkest = 0, brightest = 0;
-  minmax(sums.data, sums.samples.size(), &darkest, &brightest);
-  return (brightest - darkest) / 64.0 < 4.0;
-}
-
 inline double composedExposure(const Image *luma) {
   Map sums((luma->w - 1) / 8, (luma->h - 1) / 8);
   blockSums(luma, &sums, 8, 8);
