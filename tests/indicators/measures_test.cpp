@@ -42,10 +42,6 @@ Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<i
   });
 }
 
-/// 64x32 with a ramp of 60 a column up to 240 from column 30, in every row.
-int ramp(int x, int) {
-  return std::clamp((x - 29) * 60, 0, 240);
-}
 /// Rows 1..h-2 without pattern between uniform rows.
 int barred(int x, int y) {
   return y == 0 ? 7 : y == 7 ? 90 : (x * 37 + y * 11) % 251;
@@ -114,6 +110,7 @@ TEST(Measures, OfLevels) {
          {"bright 8K", uniform(5120, 2000, 255), 0.0}});
   check(measureExposure,
         {{"fewer than four blocks", uniform(16, 16, 100), (2 * 6400 + 3 * 16320) / 512.0},
+         {"nine blocks", luma(80, 16, [](int x, int) { return x / 8 * 7 % 9 * 20; }), 80},
          {"the last block row on the edge is left out",
           rectangles(48, 48, {{0, 40, 48, 8}, {40, 0, 8, 48}}), 0.0},
          {"no block", uniform(40, 8, 0), 127.5}});
@@ -140,7 +137,7 @@ TEST(Measures, OfShapes) {
         {{"flat", uniform(64, 32, 8), 0.0},
          {"too low", noisy(64, 15), 0.0},
          {"sharp", luma(64, 32, [](int x, int) { return x < 32 ? 0 : 255; }), 1.0},
-         {"soft", luma(64, 32, ramp), 4.0},
+         {"soft", luma(64, 32, [](int x, int) { return std::clamp((x - 29) * 60, 0, 240); }), 4.0},
          // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
          {"edges exactly at the threshold",
           luma(30, 16, [](int x, int) { return (x >= 8) * 50 + (x == 29) * 50; }), 0.0},

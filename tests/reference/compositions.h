@@ -174,19 +174,6 @@ inline std::optional<double> composedSlice(const Image *luma) {
              : 1.0 / *std::min_element(ratios.samples.begin(), ratios.samples.end());
 }
 
-inline double composedExposure(const Image *luma) {
-  Map sums((luma->w - 1) / 8, (luma->h - 1) / 8);
-  blockSums(luma, &sums, 8, 8);
-  // The four first sums in either order; starting values take part when blocks lack.
-  const auto firstFour = [&](std::int32_t start, auto before) {
-    std::vector<std::int32_t> sorted = sums.samples;
-    sorted.insert(sorted.end(), 4, start);
-    std::sort(sorted.begin(), sorted.end(), before);
-    return std::accumulate(sorted.begin(), sorted.begin() + 4, 0);
-  };
-  return (firstFour(16320, std::less<>()) + firstFour(0, std::greater<>())) / 512.0;
-}
-
 } // namespace lumagauge::test
 
 #endif
