@@ -74,15 +74,8 @@ TEST_F(ReportTest, CsvSpellsWhatPandasAndRRead) {
 }
 
 TEST_F(ReportTest, JsonFollowsItsSchema) {
-  writeFile(folder / "validate.py",
-            "import json, sys, jsonschema\n"
-            "schema = json.load(open(sys.argv[1]))\n"
-            "jsonschema.Draft202012Validator.check_schema(schema)\n"
-            "def no(word): raise ValueError(word)\n"
-            "document = json.load(open('clip.json', encoding='utf-8'), parse_constant=no)\n"
-            "jsonschema.validate(document, schema, cls=jsonschema.Draft202012Validator)\n");
   const std::string validate =
-      "python3 validate.py " PROJECT_FOLDER "/docs/lumagauge-1.schema.json";
+      "python3 -m jsonschema -i clip.json " PROJECT_FOLDER "/docs/lumagauge-1.schema.json";
   for (const bool withFrames : {true, false}) {
     writeResult("odd\n\"\x80\xffname", "clip", withFrames);
     const Outcome checked = shell(validate);

@@ -144,12 +144,11 @@ inline std::optional<double> composedNoise(const Image *luma) {
   }
 
   Doubles kernel(3, 3), residual(8000, 8), sums(n, 1), squareSums(n, 1), residualDeviations(n, 1);
-  for (int k = 0; k < 9; ++k) // the squared distance from the middle is 0, 1 or 2
-    kernel.data[k] = std::exp((k == 4  ? 0
-                               : k % 2 ? -1
-                                       : -2) /
-                              (2 * sigma * sigma)) *
-                     (1.0 / (sigma * sigma * 6.28));
+  for (int k = 0; k < 9; ++k) {
+    const int squaredDistance = k == 4 ? 0 : k % 2 == 1 ? 1 : 2;
+    kernel.data[k] =
+        std::exp(-squaredDistance / (2 * sigma * sigma)) * (1.0 / (sigma * sigma * 6.28));
+  }
   filter(&chosen, &residual, &kernel, n, 8, 8);
   std::transform(chosen.samples.begin(), chosen.samples.end(), residual.data, residual.data,
                  std::minus<double>());
