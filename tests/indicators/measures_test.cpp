@@ -81,6 +81,7 @@ TEST(Measures, OfTheBlockGrid) {
       {{"no whole block", uniform(7, 64, 1), 0.0},
        {"grey is flat too", uniform(8, 15, 128), 1.0},
        {"edge samples do not count", rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
+       {"a darker row of blocks below", luma(8, 16, [](int, int y) { return y < 8 ? 8 : 0; }), 0.0},
        {"block sum 255", rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
        {"block sum 256", luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
   check(measureBlockLoss,
@@ -102,7 +103,6 @@ TEST(Measures, OfLevels) {
   check(measureContrast,
         {{"four levels", Luma(2, 2, {0, 0, 255, 255}), 147.22431864335456},
          {"the reciprocal is rounded first", Luma(2, 2, {50, 3, 3, 50}), 27.13546265191241},
-         {"even steps", Luma(2, 2, {0, 10, 20, 30}), 12.909944487358056},
          {"flat", uniform(720, 576, 3), 0.0},
          {"flat, where rounding goes below zero", uniform(176, 144, 3), NOT_A_NUMBER},
          {"one sample", uniform(1, 1, 3), NOT_A_NUMBER},

@@ -161,8 +161,7 @@ TEST_F(CommandTest, LumaIsRoundedToEightBits) {
       {"gray16be", 2, 1600, {0x7F00, 0x8000, 0xFFFF}, {"0", "1", "255"}},
       {"nv12", 1, 2400, {16, 235}, {"16", "235"}},
       {"yuyv422", 2, 1600, {0x8010, 0x80EB}, {"16", "235"}},
-      {"rgb24", 3, 1600, {0, 0xFFFFFF, 0xFF00}, {"0", "255", "182"}},
-      {"rgb24", 3, 1600, {0xFF, 0xFF0000}, {"54", "18"}},
+      {"rgb24", 3, 1600, {0, 0xFFFFFF, 0xFF00, 0xFF, 0xFF0000}, {"0", "255", "182", "54", "18"}},
   };
   for (const auto &[format, bytes, samples, values, lumas] : cases) {
     std::string raw;

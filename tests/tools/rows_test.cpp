@@ -25,10 +25,7 @@ private:
   std::vector<unsigned char> bytes;
 };
 
-struct Output {
-  const char *operation;
-  std::vector<std::uint64_t> values;
-};
+using Output = std::pair<const char *, std::vector<std::uint64_t>>; ///< of an operation
 
 /// Eight rows of w samples in memory of exactly their size, `lead` samples behind its start (at
 /// least one, as block operations look at the sample before a row).
@@ -106,7 +103,7 @@ void expectSame(const std::vector<Output> &expected, const std::vector<Output> &
                 const std::string &input) {
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const auto &[operation, values] = expected[i];
-    ASSERT_EQ(values, got[i].values) << operation << " (or past its output), " << input;
+    ASSERT_EQ(values, got[i].second) << operation << " (or past its output), " << input;
   }
 }
 
