@@ -33,12 +33,10 @@ Luma checkers(std::uint64_t w, std::uint64_t h, const std::function<int(int)> &s
 /// Black with white rectangles, each x, y, width, height.
 Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<int, 4>> &whites) {
   return luma(w, h, [&](int x, int y) {
-    return std::any_of(whites.begin(), whites.end(),
-                       [&](const auto &r) {
-                         return x >= r[0] && x < r[0] + r[2] && y >= r[1] && y < r[1] + r[3];
-                       })
-               ? 255
-               : 0;
+    const auto holds = [=](const std::array<int, 4> &r) {
+      return x >= r[0] && x < r[0] + r[2] && y >= r[1] && y < r[1] + r[3];
+    };
+    return std::any_of(whites.begin(), whites.end(), holds) ? 255 : 0;
   });
 }
 
@@ -91,7 +89,6 @@ TEST(Measures, OfTheBlockGrid) {
          {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0}});
   check(measureInterlace,
         {{"comb in rows", luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
-         {"checkerboard", luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
          {"rows in pairs", luma(8, 8, [](int, int y) { return y / 2 % 2; }), 0.0},
          {"one column of four breaks it",
           luma(4, 4, [](int x, int y) { return x == 3 ? y * 10 + 10 : y % 2 * 255; }), 0.0},
@@ -289,8 +286,6 @@ TEST(Temporal, FlickeringCountsSwitchesOfTheBusiestBlocks) {
   // Of 396 blocks 11 count; 5 of them switch on their one change and again after it.
   checkFlickering("mean of the top 3 %", 180, 144, {5 * 2 / 88.0},
                   [](int f, int x, int y) { return f == 1 && y == 0 && x < 40 ? 1 : 0; });
-  checkFlickering("one sample moves all the time", 48, 48, {0.125},
-                  [](int f, int x, int y) { return x + y == 0 ? f : 0; });
   checkFlickering("outside the whole blocks", 180, 144, {0.0},
                   [](int f, int x, int) { return x > 175 ? f : 0; });
   checkFlickering("fewer than 34 blocks", 40, 48, {NOT_A_NUMBER},

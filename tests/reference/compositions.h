@@ -22,10 +22,6 @@ inline double sum(const Map &map) {
   return static_cast<double>(sumPixels32(&map));
 }
 
-inline double area(const Image *luma) {
-  return static_cast<double>(luma->w * luma->h);
-}
-
 /// Squared magnitudes of the Roberts cross at every stepX-th column and stepY-th row.
 inline Map edges(const Image *luma, std::uint32_t stepX = 1, std::uint32_t stepY = 1) {
   const std::uint64_t w = luma->w / stepX, h = luma->h / stepY;
@@ -84,7 +80,7 @@ inline std::optional<double> composedBlockLoss(const Image *luma) {
   if (across * down == 0)
     return std::nullopt;
   const Map rows = edges(luma, 1, 16), columns = edges(luma, 16, 1);
-  const double threshold = 6.0 * (sum(edges(luma)) / area(luma));
+  const double threshold = 6.0 * (sum(edges(luma)) / static_cast<double>(luma->w * luma->h));
   Map horizontal(across, down), vertical(across, down), products(across, down), runs(luma->w, 1);
   countSeqsH(&rows, &horizontal, 256, 16, 12, threshold);
   countSeqsV(&columns, &vertical, &runs, 16, 256, 12, threshold);
@@ -100,7 +96,7 @@ inline double composedBlur(const Image *luma) {
   Map gx(w, h), gy(w, h), squares(w, h);
   gradient(luma, &gx, &gy);
   multiply(&gx, &gx, &squares);
-  const double threshold = sum(squares) / area(luma) * 16.0;
+  const double threshold = sum(squares) / static_cast<double>(luma->w * luma->h) * 16.0;
 
   double count = 0.0, width = 0.0;
   for (std::uint64_t y = 1; y < down * 16 - 1; ++y)
