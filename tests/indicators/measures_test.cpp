@@ -33,30 +33,13 @@ Luma checkers(std::uint64_t w, std::uint64_t h, const std::function<int(int)> &s
 /// Black with white rectangles, each x, y, width, height.
 Luma rectangles(std::uint64_t w, std::uint64_t h, const std::vector<std::array<int, 4>> &whites) {
   return luma(w, h, [&](int x, int y) {
-    return std::any_of(whites.begin(), whites.end(),
-                       [&](const auto &r) {
-                         return x >= r[0] && x < r[0] + r[2] && y >= r[1] && y < r[1] + r[3];
-                       })
-               ? 255
-               : 0;
+    const auto holds = [=](const std::array<int, 4> &r) {
+      return x >= r[0] && x < r[0] + r[2] && y >= r[1] && y < r[1] + r[3];
+    };
+    return std::any_of(whites.begin(), whites.end(), holds) ? 255 : 0;
   });
 }
 
-/// A block of level 60 on the grid and, right of the only region, dots of 240 from the last row but
-/// one upwards: with 420 of them the threshold is 7200, exactly the block's magnitude 2 * 60^2.
-Luma dottedBlock(int dots) {
-  return luma(314, 258, [=](int x, int y) {
-    if (x >= 96 && x < 112 && y >= 64 && y < 80)
-      return 60;
-    const bool onGrid = x >= 259 && x < 312 && x % 3 == 1 && y % 3 == 1;
-    return onGrid && (256 - y) / 3 * 18 + (x - 259) / 3 < dots ? 240 : 0;
-  });
-}
-
-/// 64x32 with a ramp of 60 a column up to 240 from column 30, in every row.
-int ramp(int x, int) {
-  return std::clamp((x - 29) * 60, 0, 240);
-}
 /// Rows 1..h-2 without pattern between uniform rows.
 int barred(int x, int y) {
   return y == 0 ? 7 : y == 7 ? 90 : (x * 37 + y * 11) % 251;
@@ -96,32 +79,16 @@ TEST(Measures, OfTheBlockGrid) {
       {{"no whole block", uniform(7, 64, 1), 0.0},
        {"grey is flat too", uniform(8, 15, 128), 1.0},
        {"edge samples do not count", rectangles(20, 20, {{16, 0, 4, 20}}), 1.0},
+       {"a darker row of blocks below", luma(8, 16, [](int, int y) { return y < 8 ? 8 : 0; }), 0.0},
        {"block sum 255", rectangles(16, 16, {{9, 9, 1, 1}}), 1.0},
        {"block sum 256", luma(16, 16, [](int x, int y) { return x < 8 && y < 8 ? 4 : 0; }), 0.0}});
   check(measureBlockLoss,
         {{"too narrow", uniform(255, 300, 0), NO_VALUE},
-         {"flat", uniform(256, 256, 77), 0.0},
          {"a lost block", rectangles(256, 256, {{96, 64, 16, 16}}), 4.0},
-         {"two multiply", rectangles(256, 256, {{96, 64, 16, 16}, {32, 160, 16, 16}}), 16.0},
-         {"off the grid", rectangles(256, 256, {{104, 72, 16, 16}}), 0.0},
-         {"half a block", rectangles(256, 256, {{96, 64, 16, 8}}), 0.0},
          {"mean of two regions", rectangles(512, 256, {{96, 64, 16, 16}}), 2.0},
-         {"outside the whole region", rectangles(300, 300, {{272, 64, 16, 16}}), 0.0},
-         {"row runs across a word of bits", rectangles(256, 256, {{48, 64, 32, 16}}), 4.0},
-         {"runs of 12 along rows", rectangles(256, 256, {{96, 64, 11, 16}}), 2.0},
-         {"runs of 11 along rows", rectangles(256, 256, {{96, 64, 10, 16}}), 0.0},
-         {"runs of 12 along columns", rectangles(256, 256, {{96, 64, 16, 11}}), 2.0},
-         {"runs of 11 along columns", rectangles(256, 256, {{96, 64, 16, 10}}), 0.0},
-         {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0},
-         {"columns' runs end with their region",
-          rectangles(256, 512, {{96, 245, 16, 21}, {32, 64, 16, 8}, {32, 320, 16, 8}}), 0.0},
-         {"and reach its last row",
-          rectangles(256, 256, {{96, 228, 16, 2}, {96, 244, 16, 11}, {32, 64, 16, 8}}), 2.0},
-         {"edges exactly at the threshold", dottedBlock(420), 0.0},
-         {"edges just above it", dottedBlock(419), 4.0}});
+         {"row 0 starts no run", rectangles(256, 256, {{96, 0, 16, 11}, {96, 64, 16, 8}}), 0.0}});
   check(measureInterlace,
         {{"comb in rows", luma(10, 8, [](int, int y) { return y % 2 * 255; }), 1.0},
-         {"checkerboard", luma(8, 8, [](int x, int y) { return (x + y) % 2; }), 1.0},
          {"rows in pairs", luma(8, 8, [](int, int y) { return y / 2 % 2; }), 0.0},
          {"one column of four breaks it",
           luma(4, 4, [](int x, int y) { return x == 3 ? y * 10 + 10 : y % 2 * 255; }), 0.0},
@@ -133,7 +100,6 @@ TEST(Measures, OfLevels) {
   check(measureContrast,
         {{"four levels", Luma(2, 2, {0, 0, 255, 255}), 147.22431864335456},
          {"the reciprocal is rounded first", Luma(2, 2, {50, 3, 3, 50}), 27.13546265191241},
-         {"even steps", Luma(2, 2, {0, 10, 20, 30}), 12.909944487358056},
          {"flat", uniform(720, 576, 3), 0.0},
          {"flat, where rounding goes below zero", uniform(176, 144, 3), NOT_A_NUMBER},
          {"one sample", uniform(1, 1, 3), NOT_A_NUMBER},
@@ -141,7 +107,7 @@ TEST(Measures, OfLevels) {
          {"bright 8K", uniform(5120, 2000, 255), 0.0}});
   check(measureExposure,
         {{"fewer than four blocks", uniform(16, 16, 100), (2 * 6400 + 3 * 16320) / 512.0},
-         {"nine blocks", rectangles(32, 32, {{16, 0, 16, 32}}), 95.625},
+         {"nine blocks", luma(80, 16, [](int x, int) { return x / 8 * 7 % 9 * 20; }), 80},
          {"the last block row on the edge is left out",
           rectangles(48, 48, {{0, 40, 48, 8}, {40, 0, 8, 48}}), 0.0},
          {"no block", uniform(40, 8, 0), 127.5}});
@@ -151,14 +117,9 @@ TEST(Measures, OfLevels) {
          {"two rows", noisy(50, 2), 0.0}});
   check(measureNoise,
         {{"flat", uniform(64, 64, 9), NO_VALUE},
-         {"no block", noisy(7, 90), NO_VALUE},
          {"one level", checkers(64, 64, [](int) { return 10; }), 5.0411, 1e-4},
-         {"more than 1000 blocks", checkers(320, 256, [](int y) { return y < 200 ? 10 : 9; }),
-          5.0411, 1e-4},
          {"the first of two modes", checkers(64, 64, [](int y) { return y < 32 ? 10 : 16; }),
           5.0411, 1e-4},
-         {"turned upside down", checkers(64, 64, [](int y) { return y < 32 ? 16 : 10; }), 8.0939,
-          1e-4},
          {"a level rounded up", checkers(64, 64, [](int y) { return y < 32 ? 10 : 12; }), 6.0597,
           1e-4},
          // Every deviation is 4.53...: bin 5, but none in [5, 6).
@@ -170,22 +131,16 @@ TEST(Measures, OfLevels) {
 
 TEST(Measures, OfShapes) {
   check(measureBlur,
-        {{"flat", uniform(64, 32, 8), 0.0},
-         {"too low", noisy(64, 15), 0.0},
+        {{"too low", noisy(64, 15), 0.0},
          {"sharp", luma(64, 32, [](int x, int) { return x < 32 ? 0 : 255; }), 1.0},
-         {"soft", luma(64, 32, ramp), 4.0},
-         {"soft and falling", luma(64, 32, [](int x, int y) { return 255 - ramp(x, y); }), 4.0},
+         {"soft", luma(64, 32, [](int x, int) { return std::clamp((x - 29) * 60, 0, 240); }), 4.0},
          // 2 steps in 30 columns, 15 rows of 16: the threshold is exactly their square.
          {"edges exactly at the threshold",
           luma(30, 16, [](int x, int) { return (x >= 8) * 50 + (x == 29) * 50; }), 0.0},
          {"row 0 has no gradient",
           luma(64, 32, [](int x, int y) { return x < 32 || y > 1 ? 0 : 255 - 135 * y; }), 1.0},
          {"only steps of 255 are edges",
-          luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0},
-         // A rise of 200 and at once a fall of 60: falling, and the run of falls on the right is
-         // 1 long.
-         {"a rise before a fall",
-          luma(64, 32, [](int x, int) { return (x >= 32) * 140 + (x == 32) * 60; }), 1.0}});
+          luma(125, 33, [](int x, int) { return std::min(x / 10, 8) % 2 * 255; }), 1.0}});
 
   const auto ofColumn = [](const std::function<int(int)> &level) {
     return luma(48, 48, [=](int x, int) { return level(x); });
@@ -193,13 +148,8 @@ TEST(Measures, OfShapes) {
   check(measureSlice,
         {{"flat", uniform(48, 48, 3), 1.0},
          {"repeats along rows", ofColumn([](int x) { return x % 16; }), 1.0},
-         {"half a strip repeats nowhere",
-          luma(48, 48, [](int x, int y) { return x % 16 + (y / 16 == 1 && x >= 24 ? 100 : 0); }),
-          2.0},
          {"rows differ", luma(48, 48, [](int, int y) { return y; }), INF},
          {"columns differ", ofColumn([](int x) { return x; }), 0.0},
-         {"one strip without any match",
-          luma(17, 64, [](int x, int y) { return y < 16 ? x * 9 + y : 1; }), 1.0},
          {"the last strip without any match",
           luma(17, 64,
                [](int x, int y) {
@@ -232,11 +182,9 @@ TEST(Measures, OfShapes) {
          {"one column", noisy(1, 30), NOT_A_NUMBER}});
 }
 
-TEST(Measures, BarChecksAgreeWithTheMeasures) {
+TEST(Measures, PillarBarsAreThoseOfTheMeasure) {
   const Luma boxed =
       luma(16, 8, [](int x, int y) { return x < 3 || y % 7 == 0 ? 0 : barred(x, y); });
-  EXPECT_TRUE(checkLetterBar(boxed.data, 16, 8, 0));
-  EXPECT_FALSE(checkLetterBar(boxed.data, 16, 8, 1));
   EXPECT_TRUE(
       checkPillarBar(luma(5, 3, [](int x, int y) { return y == 1 ? x : y; }).data, 5, 3, 2));
   EXPECT_TRUE(checkPillarBar(boxed.data, 16, 8, 1));
@@ -256,6 +204,9 @@ TEST(Measures, OpinionScoresAndOrders) {
   const std::uint8_t low = 3, high = 200;
   EXPECT_EQ(compareElements(&low, &high), 197);
   std::int32_t least = 0, most = 0;
+  const std::int32_t sums[] = {5, 3, 9, 4};
+  minmax(sums, 4, &least, &most);
+  EXPECT_EQ(std::pair(least, most), std::pair(3, 9));
   EXPECT_DEATH(minmax(&least, 0, &least, &most), "blackout.*minmax.*size > 0");
 }
 
@@ -328,14 +279,13 @@ void checkFlickering(const char *name, std::uint64_t w, std::uint64_t h,
 
 TEST(Temporal, FlickeringCountsSwitchesOfTheBusiestBlocks) {
   checkFlickering("still", 48, 48, {0.0, 0.0}, [](int, int x, int) { return x; });
-  checkFlickering("always moving", 48, 48, {0.125, 0.125}, [](int f, int, int) { return f; });
+  checkFlickering("one sample moves all the time", 48, 48, {0.125, 0.125},
+                  [](int f, int x, int y) { return x + y == 0 ? f : 0; });
   checkFlickering("every second frame", 48, 48, {1.0, 1.0},
                   [](int f, int x, int y) { return x + y == 0 ? (f + 1) / 2 : 0; });
   // Of 396 blocks 11 count; 5 of them switch on their one change and again after it.
   checkFlickering("mean of the top 3 %", 180, 144, {5 * 2 / 88.0},
                   [](int f, int x, int y) { return f == 1 && y == 0 && x < 40 ? 1 : 0; });
-  checkFlickering("one sample moves all the time", 48, 48, {0.125},
-                  [](int f, int x, int y) { return x + y == 0 ? f : 0; });
   checkFlickering("outside the whole blocks", 180, 144, {0.0},
                   [](int f, int x, int) { return x > 175 ? f : 0; });
   checkFlickering("fewer than 34 blocks", 40, 48, {NOT_A_NUMBER},

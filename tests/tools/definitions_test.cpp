@@ -25,27 +25,21 @@ TEST(Sums, EveryWayToSumBlocksAgrees) {
   const Luma picture = noisy(20, 21);
   Map direct(2, 2), integral(20, 21), added(2, 2, {1, 2, 3, 4}), replaced(2, 2, {9, 9, 9, 9});
   blockSums(&picture, &direct, 8, 8);
+  Map twice(direct), none(2, 0);
+  blockSums(&picture, &twice, 8, 8);
+  blockSums(&picture, &twice, 8, 0);
+  blockSums(&picture, &none, 8, 8);
   integrate(&picture, &integral);
   blockSumsInteg(&integral, &added, 8, 8);
   blockSumsInteg2(&integral, &replaced, 8, 8);
   EXPECT_EQ(replaced.samples, direct.samples);
-  for (std::size_t i = 0; i < 4; ++i)
+  for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_EQ(added.samples[i], direct.samples[i] + static_cast<int>(i) + 1);
+    EXPECT_EQ(twice.samples[i], 2 * direct.samples[i]);
+  }
   EXPECT_EQ(sumPixels(&picture), sumH(picture.data, 20, 21));
   EXPECT_EQ(sumPixels(&picture), sumV(picture.data, 20, 21));
   EXPECT_EQ(sumPixels(&picture), static_cast<std::uint32_t>(integral.samples.back()));
-}
-
-TEST(Sums, BlockSumsAccumulateAndLeaveEdgesOut) {
-  const Luma white = uniform(20, 20, 255);
-  Map sums(2, 2), none(2, 0);
-  for (const int total : {16320, 32640}) {
-    blockSums(&white, &sums, 8, 8);
-    EXPECT_EQ(sums.samples, Samples(4, total));
-  }
-  blockSums(&white, &sums, 8, 0);
-  blockSums(&white, &none, 8, 8);
-  EXPECT_EQ(sums.samples, Samples(4, 32640));
 }
 
 using TwoMaps = std::pair<Samples, Samples>;
@@ -55,21 +49,6 @@ TwoMaps outputs(void (*operation)(const Image *, Image32 *, Image32 *), const Lu
   Map x(src.w, src.h, Samples(src.samples.size(), 5)), y(x);
   operation(&src, &x, &y);
   return {x.samples, y.samples};
-}
-
-TEST(Edges, RobertsOnSkippedGridIsThatOfTheWholePicture) {
-  EXPECT_EQ(outputs(roberts, Luma(2, 2, {9, 7, 2, 30})), TwoMaps({0, 0, 0, -21}, {0, 0, 0, 5}));
-  const Luma picture = noisy(40, 35);
-  const auto [fullX, fullY] = outputs(roberts, picture);
-  for (const auto &[stepX, stepY] : {std::pair{1U, 1U}, {1U, 16U}, {16U, 1U}, {3U, 7U}}) {
-    Map x(40 / stepX, 35 / stepY), y(x);
-    robertsSkip(&picture, &x, &y, static_cast<int>(stepX), static_cast<int>(stepY));
-    for (std::size_t i = 0; i < x.samples.size(); ++i) {
-      const std::size_t column = i % x.w, row = i / x.w, at = row * stepY * 40 + column * stepX;
-      EXPECT_EQ(x.samples[i], row * column == 0 ? 0 : fullX[at]);
-      EXPECT_EQ(y.samples[i], row * column == 0 ? 0 : fullY[at]);
-    }
-  }
 }
 
 TEST(Edges, ProductsWrapAndEmptyPicturesWriteNothing) {
@@ -86,46 +65,29 @@ TEST(Edges, ProductsWrapAndEmptyPicturesWriteNothing) {
   EXPECT_EQ(dest.samples, (Samples{130050, 18}));
 }
 
-/// A row of 100 samples: 8 in the given [start, end) stretches, else 0.
-Map rowOfRuns(const std::vector<std::pair<int, int>> &runs) {
-  Map row(100, 1);
-  for (const auto &[start, end] : runs)
-    std::fill(row.samples.begin() + start, row.samples.begin() + end, 8);
-  return row;
-}
-
 TEST(Edges, RunsAreCountedWithinBlocksAlongRowsAndColumns) {
-  const struct {
-    const char *name;
-    std::vector<std::pair<int, int>> runs;
-    Samples counts; ///< in blocks of 40 samples
-  } cases[] = {{"one short of the minimum", {{3, 14}}, {0, 0}},
-               {"the minimum", {{3, 15}}, {1, 0}},
-               {"a long one counts once", {{0, 30}}, {1, 0}},
-               {"two", {{0, 12}, {13, 25}}, {2, 0}},
-               {"parted by the block's edge", {{30, 50}}, {0, 0}},
-               {"long enough on one side", {{35, 52}}, {0, 1}},
-               {"right of the last whole block", {{80, 99}}, {0, 0}}};
-  for (const auto &[name, stretches, expected] : cases) {
-    SCOPED_TRACE(name);
-    const Map row = rowOfRuns(stretches);
-    const Image32 column = makeImage32(1, 100, row.data);
-    Map across(2, 1), down(1, 2), runs(1, 1), atThreshold(2, 1);
-    EXPECT_EQ(countSeqsH(&row, &across, 40, 1, 12, 7.5), 0);
-    EXPECT_EQ(countSeqsV(&column, &down, &runs, 1, 40, 12, 7.5), 0);
-    EXPECT_EQ(across.samples, expected);
-    EXPECT_EQ(down.samples, expected);
-    EXPECT_EQ(runs.samples, Samples{0});
-    countSeqsH(&row, &atThreshold, 40, 1, 12, 8.0);
-    EXPECT_EQ(atThreshold.samples, (Samples{0, 0}));
-  }
-  const Map row = rowOfRuns({{30, 50}, {60, 71}, {88, 100}});
-  EXPECT_EQ(tempCountSeqsH(&row, 12, 7.5), 2U);
-  EXPECT_EQ(tempCountSeqsH2(&row, 12, 7.5), 32U);
+  // Of the least length 12 and of more, parted by the edge between the blocks of 40, one short of
+  // the least, and right of the last whole block.
+  Map row(100, 1);
+  for (const auto &[start, end] :
+       {std::pair{0, 12}, {13, 38}, {39, 51}, {53, 64}, {66, 78}, {80, 100}})
+    std::fill(row.samples.begin() + start, row.samples.begin() + end, 8);
+  const Image32 column = makeImage32(1, 100, row.data);
+  Map across(2, 1), down(1, 2), runs(1, 1), atThreshold(2, 1);
+  EXPECT_EQ(countSeqsH(&row, &across, 40, 1, 12, 7.5), 0);
+  EXPECT_EQ(countSeqsV(&column, &down, &runs, 1, 40, 12, 7.5), 0);
+  EXPECT_EQ(across.samples, (Samples{2, 1}));
+  EXPECT_EQ(down.samples, (Samples{2, 1}));
+  EXPECT_EQ(runs.samples, Samples{0});
+  countSeqsH(&row, &atThreshold, 40, 1, 12, 8.0);
+  EXPECT_EQ(atThreshold.samples, (Samples{0, 0}));
+  EXPECT_EQ(tempCountSeqsH(&row, 12, 7.5), 5U);
+  EXPECT_EQ(tempCountSeqsH2(&row, 12, 7.5), 12U + 25 + 12 + 12 + 20);
 }
 
 TEST(Gradients, FirstRowAndColumnAreZeroAndStepsAreSigned) {
   const Luma step = luma(4, 3, [](int x, int) { return x < 2 ? 255 : 0; }), any = noisy(9, 7);
+  EXPECT_EQ(outputs(roberts, Luma(2, 2, {9, 7, 2, 30})), TwoMaps({0, 0, 0, -21}, {0, 0, 0, 5}));
   EXPECT_EQ(outputs(gradient, step),
             TwoMaps({0, 0, 0, 0, 0, 0, -255, 0, 0, 0, -255, 0}, Samples(12, 0)));
   TwoMaps absolute = outputs(gradient, any);
@@ -151,31 +113,16 @@ TEST(ToolkitDeathTest, SizesAreAssertedInOrderWithTheFileNamed) {
   EXPECT_DEATH(convU8toI32(&src, &wide), "src->w \\* src->h == dest->w \\*dest->h");
 }
 
-TEST(Statistics, BlockDeviations) {
-  const auto checker = [](int a, int b) {
-    return luma(8, 8, [=](int x, int y) { return (x + y) % 2 ? b : a; });
-  };
-  const struct {
-    const char *name;
-    Luma block;
-    std::int32_t sum, squares;
-    double deviation;
-  } cases[] = {
-      {"0 and 255", checker(0, 255), 8160, 2080800, std::sqrt((2080800 - 1040400.) / 63)},
-      {"100 and 110", checker(100, 110), 6720, 707200, std::sqrt(1600. / 63)},
-      {"uniform 16x16", uniform(16, 16, 200), 51200, 10240000, 0},
-      {"edges left out", luma(9, 9, [](int x, int y) { return x == 8 || y == 8; }), 0, 0, 0},
-  };
-  for (const auto &[name, block, sum, squares, deviation] : cases) {
-    const std::uint64_t side = block.w / 8 * 8;
-    Map sums(1, 1), squareSums(1, 1);
-    Doubles deviations(1, 1), ofTotals(1, 1);
-    for (Doubles *dest : {&deviations, &ofTotals})
-      calculateStdDevs(&block, &sums, &squareSums, dest, side, side);
-    EXPECT_EQ(deviations.samples[0], deviation) << name;
-    EXPECT_EQ(sums.samples[0], 2 * sum) << name;
-    EXPECT_EQ(squareSums.samples[0], 2 * squares) << name;
-  }
+TEST(Statistics, BlockDeviationsLeaveEdgesOutAndSumsGoOn) {
+  const Luma checkers =
+      luma(9, 9, [](int x, int y) { return x + y == 16 || (x + y) % 2 ? 255 : 0; });
+  Map sums(1, 1), squareSums(1, 1);
+  Doubles deviations(1, 1), ofTotals(1, 1);
+  for (Doubles *dest : {&deviations, &ofTotals})
+    calculateStdDevs(&checkers, &sums, &squareSums, dest, 8, 8);
+  EXPECT_EQ(deviations.samples[0], std::sqrt((2080800 - 1040400.) / 63));
+  EXPECT_EQ(sums.samples[0], 2 * 8160);
+  EXPECT_EQ(squareSums.samples[0], 2 * 2080800);
 }
 
 TEST(Statistics, FilterKeepsInsideBlocksAndRefusesWrongSizes) {
