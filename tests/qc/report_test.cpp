@@ -8,8 +8,8 @@
 #include "qc/source/open_source.h"
 #include "tests/support/command.h"
 
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
-#include <regex>
 
 #include <limits>
 
@@ -64,13 +64,13 @@ protected:
 TEST_F(ReportTest, CsvSpellsWhatPandasAndRRead) {
   writeResult("clip", "clip");
   // Columns never change; later ones come behind them.
-  const std::regex expected(
+  const char *expected =
       "frame,time,picture_type,blockiness,spatial_activity,letterbox,pillarbox,block_loss,blur,"
       "temporal_activity,blackout,freezing,exposure,contrast,interlace,noise,slice,flickering"
       "[a-z_,]*\r\n"
       "0,0,I,0.1,,,,,,,,,,,,NaN,,,*\r\n"
-      "1,0.03333333333333333,,0.3333333333333333,,,,,25,,,,-Inf,,,,Inf,,*\r\n");
-  EXPECT_TRUE(std::regex_match(readFile(folder / "clip.csv"), expected));
+      "1,0.03333333333333333,,0.3333333333333333,,,,,25,,,,-Inf,,,,Inf,,*\r\n";
+  EXPECT_THAT(readFile(folder / "clip.csv"), testing::MatchesRegex(expected));
 }
 
 TEST_F(ReportTest, JsonFollowsItsSchema) {
