@@ -11,7 +11,6 @@
 #include <array>
 #include <functional>
 #include <numeric>
-#include <utility>
 #include <vector>
 
 namespace lumagauge {
@@ -31,16 +30,6 @@ template <class Before> void insertSorted(ExtremeSums &list, std::int32_t sum, B
   list[i] = sum;
 }
 
-/// Least and largest of block sums, which fit in 15 bits.
-std::pair<std::int32_t, std::int32_t> extremes(const std::vector<std::uint16_t> &sums) {
-  std::int16_t least = LARGEST_SUM, most = 0;
-  for (const std::uint16_t sum : sums) {
-    least = std::min(least, static_cast<std::int16_t>(sum));
-    most = std::max(most, static_cast<std::int16_t>(sum));
-  }
-  return {least, most};
-}
-
 } // namespace
 
 std::optional<double> measureExposure(const Plane &luma) {
@@ -53,10 +42,6 @@ std::optional<double> measureExposure(const Plane &luma) {
   std::vector<std::uint16_t> sums(across);
   for (std::uint64_t by = 0; by < down && across != 0; ++by) {
     rows().blockSums(luma.data + by * BLOCKSIZE * luma.w, luma.w, across, sums.data());
-    // Few block rows hold an extreme; a pass that finds none is quick.
-    const auto [least, most] = extremes(sums);
-    if (least >= darkest.back() && most <= brightest.back())
-      continue;
     for (const std::int32_t sum : sums) {
       if (sum < darkest.back())
         insertSorted(darkest, sum, std::less<>());

@@ -48,14 +48,9 @@ std::size_t binOf(std::uint16_t halves) {
 using Histogram = std::array<std::uint32_t, HISTOGRAM_ENTRIES>;
 
 Histogram countBins(const std::vector<std::uint16_t> &halves) {
-  // Blocks in a row often share a bin: separate counters spare each the wait for the one before.
-  std::array<Histogram, 4> parts{};
-  for (std::size_t i = 0; i < halves.size(); ++i)
-    ++parts[i % parts.size()][binOf(halves[i])];
   Histogram count{};
-  for (const Histogram &part : parts)
-    for (std::size_t bin = 0; bin < count.size(); ++bin)
-      count[bin] += part[bin];
+  for (const std::uint16_t block : halves)
+    ++count[binOf(block)];
   return count;
 }
 
