@@ -2,6 +2,7 @@
 #include "python/frame_array.h"
 
 #include "python/errors.h"
+#include "python/interpreter_lock.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -76,7 +77,12 @@ py::array arrayOfObject(const py::handle &object, const std::string &name) {
   if (py::isinstance<py::array>(object))
     return py::reinterpret_borrow<py::array>(object);
   try {
-    return py::module_::import("numpy").attr("asarray")(object);
+    const py::object asArray = py::module_::import("numpy").attr("asarray");
+    PyObject *array =
+        orWaitForTheEnd([&] { return PyObject_CallOneArg(asArray.ptr(), object.ptr()); });
+    if (array == nullptr)
+      throw py::error_already_set();
+    return py::reinterpret_steal<py::array>(array);
   } catch (py::error_already_set &error) {
     if (!error.matches(PyExc_ValueError) && !error.matches(PyExc_TypeError))
       throw;
