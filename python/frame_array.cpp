@@ -100,6 +100,13 @@ PlaneStack::PlaneStack(const py::array &array) {
                          "frames[..., 0] where they are YUV"
                        : ""));
   checkSamples(array, name);
+  constexpr py::ssize_t LEAST_PICTURE = 16;
+  if ((array.shape(2) == 3 || array.shape(2) == 4) && array.shape(0) >= LEAST_PICTURE &&
+      array.shape(1) >= LEAST_PICTURE)
+    throw Refusal(name + " has shape " + shapeText(array) +
+                  ", expected (frames, height, width), and looks like one picture with channels: "
+                  "give its luma channel alone, as frame[..., 0][numpy.newaxis] where it is YUV; "
+                  "if these are frames so narrow, give iter(frames)");
   first = planeAt(array, 1, name);
   count = static_cast<std::size_t>(array.shape(0));
   stride = array.strides(0);

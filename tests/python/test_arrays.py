@@ -138,6 +138,8 @@ CALLS = {
     "array without a frame": (lambda: lumagauge.measure(FRAME[None][:0]), r"\(0, 48, 64\)"),
     "one frame": (lambda: lumagauge.measure(FRAME), r"frame\[numpy.newaxis\]"),
     "colour": (lambda: lumagauge.measure(numpy.zeros((2, 48, 64, 3), numpy.uint8)), "luma channel"),
+    "one in colour": (lambda: lumagauge.measure(numpy.zeros((48, 64, 3), numpy.uint8)),
+                      r"\(48, 64, 3\).*frame\[..., 0\]\[numpy.newaxis\]"),
     "floats": (lambda: lumagauge.measure(FRAME[None] / 2), "float64, expected uint8"),
     "rate": (lambda: lumagauge.measure(FRAME[None], rate=0), "frames a second"),
     "not a rate": (lambda: lumagauge.Meter(64, 48, rate=math.nan), "frames a second"),
