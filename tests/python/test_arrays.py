@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
+import copy
 import math
 import pickle
 import sys
@@ -90,11 +91,15 @@ def test_a_nan_that_was_measured_is_no_missing_value():
     assert record.slice is None and not values["valid"][1] & lumagauge.INDICATORS.slice.bit
 
 
-@pytest.mark.parametrize("chosen", ["blur", ["blur", "freezing"], 0x120, 0x20])
-def test_only_what_is_asked_for_is_measured(video, chosen):
-    names = {"blur", "freezing"} if chosen in (0x120, ["blur", "freezing"]) else {"blur"}
+@pytest.mark.parametrize("chosen, names", [
+    ("blur", {"blur"}), (0x20, {"blur"}), (lumagauge.INDICATORS.blur, {"blur"}),
+    (["blur", "freezing"], {"blur", "freezing"}), (0x120, {"blur", "freezing"}),
+    (numpy.array(["blur", "freezing"]), {"blur", "freezing"}),
+    ((lumagauge.INDICATORS.blur, "freezing"), {"blur", "freezing"})])
+def test_only_what_is_asked_for_is_measured(video, chosen, names):
     records = add_all(video[:3], indicators=chosen)
     assert {name for name, value in records[2].items() if value is not None} == names
+    assert all(name in repr(lumagauge.Meter(64, 48, indicators=chosen)) for name in names)
     agree(lumagauge.measure(video[:3], indicators=chosen), records)
 
 
@@ -149,15 +154,21 @@ CALLS = {
     "name": (lambda: lumagauge.measure([FRAME], indicators=["blurr"]), "'blurr'.*blur, "),
     "no name": (lambda: lumagauge.measure([FRAME], indicators=[]), "names none"),
     "mask": (lambda: lumagauge.Meter(64, 48, indicators=1 << 15), "0x8000, expected"),
-    "threads": (lambda: lumagauge.measure([FRAME], threads=0), "threads is 0, expected 1 to")}
+    "threads": (lambda: lumagauge.measure([FRAME], threads=0), "threads is 0, expected 1 to"),
+    "type of rate": (lambda: lumagauge.measure(FRAME[None], rate="25"), "rate is '25', expected"),
+    "type of a size": (lambda: lumagauge.Meter(64.0, 48), "width is 64.0, expected a whole"),
+    "type of indicators": (lambda: lumagauge.measure([FRAME], indicators=5.5),
+                           "indicators is 5.5, expected names"),
+    "type of frames": (lambda: lumagauge.measure("movie.mp4"), "'movie.mp4'.*lumagauge.check"),
+    "type to copy": (lambda: copy.copy(lumagauge.Meter(64, 48)), "cannot be copied")}
 
 
 @pytest.mark.parametrize("name", CALLS)
 def test_refused_calls(name):
     call, message = CALLS[name]
-    with pytest.raises(ValueError, match=message) as caught:
+    with pytest.raises((ValueError, TypeError), match=message) as caught:
         call()
-    assert type(caught.value) is lumagauge.Error
+    assert type(caught.value) is (TypeError if name.startswith("type ") else lumagauge.Error)
 
 
 def test_an_iterable_is_consumed_with_bounded_memory(video):

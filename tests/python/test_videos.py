@@ -120,6 +120,12 @@ REFUSALS = {
     "fps": ({"fps": float("nan")}, None, lumagauge.Error, "fps is nan, expected"),
     "raw": ({"raw": True}, None, lumagauge.Error, "size="),
     "size": ({"size": (352, 288)}, None, lumagauge.Error, "raw=True"),
+    "size's type": ({"size": numpy.array([8, 8])}, None, lumagauge.Error, "raw=True"),
+    "number as size": ({"raw": True, "size": 8}, None, TypeError, "size is 8, expected"),
+    "number as format": ({"raw": True, "size": (8, 8), "pix_fmt": 5}, None, TypeError,
+                         "pix_fmt is 5, expected"),
+    "protocols": ({"allow_protocols": [5]}, None, TypeError, "allow_protocols is 5, expected"),
+    "zero byte": ({}, "movie.mp4\0", ValueError, "embedded null byte"),
     "pixel format": ({"raw": True, "size": (8, 8), "pix_fmt": "no"}, None, lumagauge.InputError,
                      "--pix-fmt no")}
 
