@@ -33,56 +33,63 @@ MOST_DECODE_THREADS = 64
 
 @dataclass(frozen=True)
 class InputFacts:
-    """What is known of a video when it is open."""
+    """What is known of a video when it is open.
+
+        format        Container; ``"rawvideo"`` for raw frames, as the codec.
+        stream        Index in the container.
+        width         Luma samples a row.
+        height        Rows.
+        luma          How 8-bit luma came about: ``"as stored"``, ``"rounded from 10 bits..."``, ...
+        range         ``"full"``, ``"limited"`` or ``"unknown"``; never changed.
+        average_rate  Frames a second, as the container says.
+        rate          Frames a second that freezing uses.
+        rate_origin   Where ``rate`` is from: ``"stated"``, ``"average"`` or ``"default"``.
+        duration      Seconds, where known.
+        frame_count   Frames to be expected, where known."""
 
     path: str
     format: str
-    """Container; ``"rawvideo"`` for raw frames, as the codec."""
     codec: str
     stream: int
-    """Index in the container."""
     width: int
-    """Luma samples."""
     height: int
     pixel_format: str
     bit_depth: int
     luma: str
-    """How 8-bit luma came about: ``"as stored"``, ``"rounded from 10 bits..."``, ..."""
     range: str
-    """``"full"``, ``"limited"`` or ``"unknown"``; never changed."""
     average_rate: float | None
-    """Frames a second, as the container says."""
     rate: float
-    """Frames a second that freezing uses."""
     rate_origin: str
-    """Where ``rate`` is from: ``"stated"``, ``"average"`` or ``"default"``."""
     duration: float | None
-    """Seconds, where known."""
     frame_count: int | None
-    """Frames to be expected, where known."""
     warnings: list[str]
 
 
 @dataclass(frozen=True)
 class DecodeError:
-    """A place at which frames could not be decoded."""
+    """A place at which frames could not be decoded.
+
+        frame  Number of the next frame that could be.
+        time   Seconds."""
 
     frame: int
-    """Number of the next frame that could be."""
     time: float
-    """Seconds."""
     message: str
 
 
 @dataclass(frozen=True)
 class Summary:
     """One indicator over all frames that have a value for it. The statistics are None where all
-    values are NaN; percentiles interpolate between neighbours as numpy does."""
+    values are NaN, otherwise in the indicator's unit; percentiles interpolate between neighbours as
+    numpy does.
+
+        count        Frames whose value is a number, infinities included.
+        nan          Frames whose value is a NaN.
+        worst_frame  The frame at which a viewer would object most, by the indicator's direction.
+        worst_time   Its time in seconds."""
 
     count: int
-    """Frames whose value is a number, infinities included."""
     nan: int
-    """Frames whose value is a NaN."""
     mean: float | None = None
     min: float | None = None
     p5: float | None = None
@@ -90,62 +97,67 @@ class Summary:
     p95: float | None = None
     max: float | None = None
     worst_frame: int | None = None
-    """The frame at which a viewer would object most, by the indicator's direction."""
     worst_time: float | None = None
 
 
 @dataclass(frozen=True)
 class Event:
-    """A stretch of frames on which a rule of the profile holds."""
+    """A stretch of frames on which a rule of the profile holds.
+
+        severity   The rule's where the rule is broken, ``"info"`` where the event keeps within its
+                   limits.
+        start      Seconds at which the first frame appears.
+        end        Seconds at which the last frame disappears.
+        end_frame  The last frame, included.
+        frames     On how many frames the rule held; for ``"undecodable"`` how many errors.
+        worst      Worst value of the rule's first indicator, in its unit; None for
+                   ``"undecodable"``."""
 
     kind: str
     severity: Severity
-    """The rule's where the rule is broken, ``"info"`` where the event keeps within its limits."""
     start: float
-    """Seconds at which the first frame appears."""
     end: float
-    """Seconds at which the last frame disappears."""
     start_frame: int
     end_frame: int
-    """The last frame, included."""
     frames: int
-    """On how many frames the rule held; for ``"undecodable"`` how many errors."""
     worst: float | None
-    """Worst value of the rule's first indicator; None for ``"undecodable"``."""
 
 
 @dataclass(frozen=True)
 class BrokenRule:
-    """A limit of the profile that the video does not keep."""
+    """A limit of the profile that the video does not keep.
+
+        reason  What was found and what is allowed."""
 
     kind: str
     severity: Severity
     reason: str
-    """What was found and what is allowed."""
 
 
 @dataclass(frozen=True, repr=False)
 class CheckResult:
-    """What lumagauge-qc says about a video."""
+    """What lumagauge-qc says about a video.
+
+        reason       Why it is unmeasured or the result doubtful.
+        exit_status  The command's: 0, 1 where a rule of severity "fail" is broken, 2 where it is
+                     unmeasured.
+        events       By start time.
+        summary      By the indicator's name; None where no frame has a value.
+        not_judged   Kinds whose rule had no value at all to look at.
+        frame_count  Frames that were measured.
+        duration     Seconds that these are displayed for."""
 
     verdict: Literal["pass", "warn", "fail", "unmeasured"]
     reason: str | None
-    """Why it is unmeasured or the result doubtful."""
     exit_status: int
-    """The command's: 0, 1 where a rule of severity "fail" is broken, 2 where it is unmeasured."""
     input: InputFacts
     events: list[Event]
-    """By start time."""
     broken_rules: list[BrokenRule]
     summary: dict[str, Summary | None]
-    """By the indicator's name; None where no frame has a value."""
     decode_errors: list[DecodeError]
     not_judged: list[str]
-    """Kinds whose rule had no value at all to look at."""
     frame_count: int
-    """Frames that were measured."""
     duration: float
-    """Seconds that these are displayed for."""
     _rows: numpy.typing.NDArray[Any] = field(compare=False)
 
     @property

@@ -101,8 +101,8 @@ class Meter:
 
     ``width`` and ``height`` are those of the luma plane in samples, ``rate`` is frames a second,
     which freezing alone depends on. ``indicators`` chooses what is measured: names, such as
-    ``["blur", "noise"]``, members of INDICATORS, a mask, or None for all. Different meters may be used on different
-    threads at once; the interpreter is free for other threads meanwhile.
+    ``["blur", "noise"]``, members of INDICATORS, a mask, or None for all. Different meters may be
+    used on different threads at once; the interpreter is free for other threads meanwhile.
     """
 
     def __init__(self, width: int, height: int, rate: float = _core.DEFAULT_RATE,
@@ -141,7 +141,8 @@ class Meter:
 
 
 def measure(frames: Iterable[Frame], *, rate: float = _core.DEFAULT_RATE,
-            indicators: IndicatorChoice = None, threads: int | None = None) -> numpy.typing.NDArray[Any]:
+            indicators: IndicatorChoice = None,
+            threads: int | None = None) -> numpy.typing.NDArray[Any]:
     mask, count = mask_of(indicators), thread_count(threads)
     rate = real_number("rate", rate, FRAMES_A_SECOND)
     if isinstance(frames, (str, bytes, os.PathLike)):
@@ -157,8 +158,8 @@ measure.__doc__ = f"""Measures the frames of one video on all CPUs.
 ``frames`` is an (N, height, width) array of uint8 or an iterable of (height, width) arrays. An
 array may be a view with any strides; while samples of a row are adjacent nothing is copied. Of an
 iterable a few frames are held at a time, as copies, so it may fill one array over and over.
-``rate`` is frames a second, ``indicators`` names, members of INDICATORS or a mask (None: all), ``threads`` how many frames
-are measured at once (None: the CPUs that the process may use).
+``rate`` is frames a second, ``indicators`` names, members of INDICATORS or a mask (None: all),
+``threads`` how many frames are measured at once (None: the CPUs that the process may use).
 
 Returns a structured array of N elements with a field an indicator (float64) and ``valid``:
 
