@@ -30,7 +30,8 @@ class CMakeBuild(build_ext):
             subprocess.run(["cmake", *arguments], check=True)
 
 
-version = re.search(r"project\(lumagauge VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())
+version = re.search(r'#define LUMAGAUGE_VERSION "(.+)"',
+                    (ROOT / "include/lumagauge/lumagauge.h").read_text())
 setup(
     version=version[1],
     packages=[],

@@ -3,6 +3,7 @@
 // lumagauge._core: the library for arrays. What users see of it is in lumagauge/*.py.
 #include "python/errors.h"
 #include "python/frame_array.h"
+#include "python/interpreter_lock.h"
 #include "python/parallel_meter.h"
 #include "python/rows.h"
 #include "python/signals.h"
@@ -58,7 +59,7 @@ private:
   }
 
   Values measure(const StridedPlane &plane) {
-    const py::gil_scoped_release release;
+    const Unlocked unlocked;
     if (plane.isPicture())
       return meter.add(plane.picture());
     std::vector<std::uint8_t> copy(std::size_t{plane.width} * plane.height);
@@ -87,7 +88,7 @@ py::dtype rowType() {
 
 std::vector<Row> measureStack(const PlaneStack &stack, double rate, std::uint32_t mask,
                               int threads) {
-  const py::gil_scoped_release release;
+  const Unlocked unlocked;
   Meter meter(stack[0].width, stack[0].height, rate, mask);
   ParallelMeter parallel(meter, threads);
   SignalCheck checkSignals;
@@ -125,7 +126,7 @@ public:
   std::vector<Row> run() {
     SignalCheck checkSignals;
     while (giveFrames()) {
-      const py::gil_scoped_release release;
+      const Unlocked unlocked;
       rows.push_back(takeRow(*parallel, checkSignals));
     }
     if (rows.empty())
@@ -138,7 +139,8 @@ private:
   /// Gives as many frames as there is room for; false when none is left on its way.
   bool giveFrames() {
     while (!ended && (!parallel || parallel->hasRoom())) {
-      const auto object = py::reinterpret_steal<py::object>(PyIter_Next(iterator.ptr()));
+      const auto object = py::reinterpret_steal<py::object>(
+          orWaitForTheEnd([&] { return PyIter_Next(iterator.ptr()); }));
       if (!object && PyErr_Occurred() != nullptr)
         throw py::error_already_set();
       ended = !object;

@@ -2,6 +2,7 @@
 #include "python/frame_array.h"
 
 #include "python/errors.h"
+#include "python/interpreter_lock.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -76,7 +77,12 @@ py::array arrayOfObject(const py::handle &object, const std::string &name) {
   if (py::isinstance<py::array>(object))
     return py::reinterpret_borrow<py::array>(object);
   try {
-    return py::module_::import("numpy").attr("asarray")(object);
+    const py::object asArray = py::module_::import("numpy").attr("asarray");
+    PyObject *array =
+        orWaitForTheEnd([&] { return PyObject_CallOneArg(asArray.ptr(), object.ptr()); });
+    if (array == nullptr)
+      throw py::error_already_set();
+    return py::reinterpret_steal<py::array>(array);
   } catch (py::error_already_set &error) {
     if (!error.matches(PyExc_ValueError) && !error.matches(PyExc_TypeError))
       throw;
@@ -94,6 +100,13 @@ PlaneStack::PlaneStack(const py::array &array) {
                          "frames[..., 0] where they are YUV"
                        : ""));
   checkSamples(array, name);
+  constexpr py::ssize_t LEAST_PICTURE = 16;
+  if ((array.shape(2) == 3 || array.shape(2) == 4) && array.shape(0) >= LEAST_PICTURE &&
+      array.shape(1) >= LEAST_PICTURE)
+    throw Refusal(name + " has shape " + shapeText(array) +
+                  ", expected (frames, height, width), and looks like one picture with channels: "
+                  "give its luma channel alone, as frame[..., 0][numpy.newaxis] where it is YUV; "
+                  "if these are frames so narrow, give iter(frames)");
   first = planeAt(array, 1, name);
   count = static_cast<std::size_t>(array.shape(0));
   stride = array.strides(0);

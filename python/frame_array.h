@@ -32,7 +32,8 @@ StridedPlane planeOf(const pybind11::array &array, const std::string &name);
 /// The array that an object is or gives without a change to its samples.
 pybind11::array arrayOfObject(const pybind11::handle &object, const std::string &name);
 
-/// The planes of an (N, height, width) array of uint8.
+/// The planes of an (N, height, width) array of uint8. What is more likely one (height, width,
+/// channels) picture is refused.
 class PlaneStack {
 public:
   explicit PlaneStack(const pybind11::array &array); ///< throws Refusal

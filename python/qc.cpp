@@ -4,6 +4,7 @@
 // lumagauge/_check.py, whose classes take the members of the dictionaries made here.
 #include "python/errors.h"
 #include "python/feed.h"
+#include "python/interpreter_lock.h"
 #include "python/rows.h"
 #include "python/signals.h"
 
@@ -52,9 +53,17 @@ qc::SourceOptions sourceOptions(const py::dict &options) {
   return source;
 }
 
-/// File names are bytes, which os.fsdecode and os.fsencode take to Python and back.
+/// File names are bytes, which Python takes from text as os.fsencode does; none of them is zero.
 std::string pathBytes(const py::object &path) {
-  return py::bytes(py::module_::import("os").attr("fsencode")(path));
+  PyObject *bytes = nullptr;
+  if (PyUnicode_FSConverter(path.ptr(), &bytes) == 0)
+    throw py::error_already_set();
+  return py::reinterpret_steal<py::bytes>(bytes);
+}
+
+py::str pathText(const std::string &path) {
+  return py::reinterpret_steal<py::str>(
+      PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<py::ssize_t>(path.size())));
 }
 
 py::object textOrNone(const std::string &text) {
@@ -65,14 +74,14 @@ py::dict infoDict(const qc::InputInfo &info) {
   py::list warnings;
   for (const std::string &warning : info.warnings)
     warnings.append(textOf(warning));
-  return py::dict("path"_a = py::module_::import("os").attr("fsdecode")(py::bytes(info.path)),
-                  "format"_a = textOf(info.format), "codec"_a = textOf(info.codec),
-                  "stream"_a = info.stream, "width"_a = info.width, "height"_a = info.height,
-                  "pixel_format"_a = textOf(info.pixelFormat), "bit_depth"_a = info.bitDepth,
-                  "luma"_a = textOf(info.lumaRule), "range"_a = textOf(info.range),
-                  "average_rate"_a = info.averageRate, "rate"_a = info.rate,
-                  "rate_origin"_a = textOf(info.rateOrigin), "duration"_a = info.duration,
-                  "frame_count"_a = info.frameCount, "warnings"_a = warnings);
+  return py::dict("path"_a = pathText(info.path), "format"_a = textOf(info.format),
+                  "codec"_a = textOf(info.codec), "stream"_a = info.stream, "width"_a = info.width,
+                  "height"_a = info.height, "pixel_format"_a = textOf(info.pixelFormat),
+                  "bit_depth"_a = info.bitDepth, "luma"_a = textOf(info.lumaRule),
+                  "range"_a = textOf(info.range), "average_rate"_a = info.averageRate,
+                  "rate"_a = info.rate, "rate_origin"_a = textOf(info.rateOrigin),
+                  "duration"_a = info.duration, "frame_count"_a = info.frameCount,
+                  "warnings"_a = warnings);
 }
 
 py::list errorList(const qc::InputEnd &end) {
@@ -159,7 +168,7 @@ class Reader {
 public:
   Reader(const py::object &path, const py::dict &options, std::uint32_t mask, int threads) {
     Order order{pathBytes(path), sourceOptions(options), mask, threads};
-    const py::gil_scoped_release release;
+    const Unlocked unlocked;
     watched = std::make_unique<WatchedFeed>(std::move(order));
   }
   ~Reader() { close(); }
@@ -167,7 +176,7 @@ public:
   py::object next() {
     std::optional<qc::FrameRecord> record;
     {
-      const py::gil_scoped_release release;
+      const Unlocked unlocked;
       record = watched->next();
     }
     if (!record)
@@ -176,7 +185,7 @@ public:
     return py::make_tuple(record->frame, record->time, textOrNone(type)) + tupleOf(record->values);
   }
   void close() {
-    const py::gil_scoped_release release;
+    const Unlocked unlocked;
     watched->feed.stop();
   }
   py::dict info() const { return infoDict(watched->info); }
@@ -217,7 +226,7 @@ py::dict check(const py::object &path, const py::dict &options, std::uint32_t ma
   Order order{pathBytes(path), sourceOptions(options), mask, threads};
   const std::string profileName = pathBytes(profile);
   Finding finding = [&] {
-    const py::gil_scoped_release release;
+    const Unlocked unlocked;
     return judge(std::move(order), profileName);
   }();
   const qc::Judgement &judgement = finding.judgement;

@@ -4,8 +4,9 @@
 #ifndef LUMAGAUGE_PYTHON_SIGNALS_H
 #define LUMAGAUGE_PYTHON_SIGNALS_H
 
-#include <pybind11/pybind11.h>
+#include "python/interpreter_lock.h"
 
+#include <atomic>
 #include <chrono>
 
 namespace lumagauge::python {
@@ -15,21 +16,22 @@ namespace lumagauge::python {
 constexpr std::chrono::milliseconds SIGNAL_INTERVAL{50};
 
 /// Called every now and then by a thread that does not hold the lock: runs Python's signal
-/// handlers when it is time to, and throws what they raise.
+/// handlers when it is time to, and throws what they raise. Several threads may share one.
 class SignalCheck {
 public:
   void operator()() {
     const auto now = std::chrono::steady_clock::now();
-    if (now < due)
+    if (now < due.load(std::memory_order_relaxed))
       return;
-    due = now + SIGNAL_INTERVAL;
-    const pybind11::gil_scoped_acquire lock;
+    due.store(now + SIGNAL_INTERVAL, std::memory_order_relaxed);
+    const Locked lock;
     if (PyErr_CheckSignals() != 0)
       throw pybind11::error_already_set();
   }
 
 private:
-  std::chrono::steady_clock::time_point due = std::chrono::steady_clock::now() + SIGNAL_INTERVAL;
+  std::atomic<std::chrono::steady_clock::time_point> due{std::chrono::steady_clock::now() +
+                                                         SIGNAL_INTERVAL};
 };
 
 } // namespace lumagauge::python

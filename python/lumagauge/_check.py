@@ -5,16 +5,18 @@ from __future__ import annotations
 
 import math
 import os
+import reprlib
 from collections.abc import Iterable
 from dataclasses import dataclass, field
 from typing import TYPE_CHECKING, Any, Literal, Union
 
 from ._errors import Error
 from ._indicators import FrameRecord, Indicators
-from ._measure import IndicatorChoice, mask_of, thread_count, whole_number
+from ._measure import (FRAMES_A_SECOND, IndicatorChoice, mask_of, real_number, thread_count,
+                       whole_number, wrong_type)
 
 if TYPE_CHECKING:
-    import numpy
+    import numpy.typing
 
 __all__ = ["BrokenRule", "CheckResult", "DecodeError", "Event", "Frames", "InputFacts", "Summary",
            "check", "frames"]
@@ -31,56 +33,63 @@ MOST_DECODE_THREADS = 64
 
 @dataclass(frozen=True)
 class InputFacts:
-    """What is known of a video when it is open."""
+    """What is known of a video when it is open.
+
+        format        Container; ``"rawvideo"`` for raw frames, as the codec.
+        stream        Index in the container.
+        width         Luma samples a row.
+        height        Rows.
+        luma          How 8-bit luma came about: ``"as stored"``, ``"rounded from 10 bits..."``, ...
+        range         ``"full"``, ``"limited"`` or ``"unknown"``; never changed.
+        average_rate  Frames a second, as the container says.
+        rate          Frames a second that freezing uses.
+        rate_origin   Where ``rate`` is from: ``"stated"``, ``"average"`` or ``"default"``.
+        duration      Seconds, where known.
+        frame_count   Frames to be expected, where known."""
 
     path: str
     format: str
-    """Container; ``"rawvideo"`` for raw frames, as the codec."""
     codec: str
     stream: int
-    """Index in the container."""
     width: int
-    """Luma samples."""
     height: int
     pixel_format: str
     bit_depth: int
     luma: str
-    """How 8-bit luma came about: ``"as stored"``, ``"rounded from 10 bits..."``, ..."""
     range: str
-    """``"full"``, ``"limited"`` or ``"unknown"``; never changed."""
     average_rate: float | None
-    """Frames a second, as the container says."""
     rate: float
-    """Frames a second that freezing uses."""
     rate_origin: str
-    """Where ``rate`` is from: ``"stated"``, ``"average"`` or ``"default"``."""
     duration: float | None
-    """Seconds, where known."""
     frame_count: int | None
-    """Frames to be expected, where known."""
     warnings: list[str]
 
 
 @dataclass(frozen=True)
 class DecodeError:
-    """A place at which frames could not be decoded."""
+    """A place at which frames could not be decoded.
+
+        frame  Number of the next frame that could be.
+        time   Seconds."""
 
     frame: int
-    """Number of the next frame that could be."""
     time: float
-    """Seconds."""
     message: str
 
 
 @dataclass(frozen=True)
 class Summary:
     """One indicator over all frames that have a value for it. The statistics are None where all
-    values are NaN; percentiles interpolate between neighbours as numpy does."""
+    values are NaN, otherwise in the indicator's unit; percentiles interpolate between neighbours as
+    numpy does.
+
+        count        Frames whose value is a number, infinities included.
+        nan          Frames whose value is a NaN.
+        worst_frame  The frame at which a viewer would object most, by the indicator's direction.
+        worst_time   Its time in seconds."""
 
     count: int
-    """Frames whose value is a number, infinities included."""
     nan: int
-    """Frames whose value is a NaN."""
     mean: float | None = None
     min: float | None = None
     p5: float | None = None
@@ -88,63 +97,68 @@ class Summary:
     p95: float | None = None
     max: float | None = None
     worst_frame: int | None = None
-    """The frame at which a viewer would object most, by the indicator's direction."""
     worst_time: float | None = None
 
 
 @dataclass(frozen=True)
 class Event:
-    """A stretch of frames on which a rule of the profile holds."""
+    """A stretch of frames on which a rule of the profile holds.
+
+        severity   The rule's where the rule is broken, ``"info"`` where the event keeps within its
+                   limits.
+        start      Seconds at which the first frame appears.
+        end        Seconds at which the last frame disappears.
+        end_frame  The last frame, included.
+        frames     On how many frames the rule held; for ``"undecodable"`` how many errors.
+        worst      Worst value of the rule's first indicator, in its unit; None for
+                   ``"undecodable"``."""
 
     kind: str
     severity: Severity
-    """The rule's where the rule is broken, ``"info"`` where the event keeps within its limits."""
     start: float
-    """Seconds at which the first frame appears."""
     end: float
-    """Seconds at which the last frame disappears."""
     start_frame: int
     end_frame: int
-    """The last frame, included."""
     frames: int
-    """On how many frames the rule held; for ``"undecodable"`` how many errors."""
     worst: float | None
-    """Worst value of the rule's first indicator; None for ``"undecodable"``."""
 
 
 @dataclass(frozen=True)
 class BrokenRule:
-    """A limit of the profile that the video does not keep."""
+    """A limit of the profile that the video does not keep.
+
+        reason  What was found and what is allowed."""
 
     kind: str
     severity: Severity
     reason: str
-    """What was found and what is allowed."""
 
 
 @dataclass(frozen=True, repr=False)
 class CheckResult:
-    """What lumagauge-qc says about a video."""
+    """What lumagauge-qc says about a video.
+
+        reason       Why it is unmeasured or the result doubtful.
+        exit_status  The command's: 0, 1 where a rule of severity "fail" is broken, 2 where it is
+                     unmeasured.
+        events       By start time.
+        summary      By the indicator's name; None where no frame has a value.
+        not_judged   Kinds whose rule had no value at all to look at.
+        frame_count  Frames that were measured.
+        duration     Seconds that these are displayed for."""
 
     verdict: Literal["pass", "warn", "fail", "unmeasured"]
     reason: str | None
-    """Why it is unmeasured or the result doubtful."""
     exit_status: int
-    """The command's: 0, 1 where a rule of severity "fail" is broken, 2 where it is unmeasured."""
     input: InputFacts
     events: list[Event]
-    """By start time."""
     broken_rules: list[BrokenRule]
     summary: dict[str, Summary | None]
-    """By the indicator's name; None where no frame has a value."""
     decode_errors: list[DecodeError]
     not_judged: list[str]
-    """Kinds whose rule had no value at all to look at."""
     frame_count: int
-    """Frames that were measured."""
     duration: float
-    """Seconds that these are displayed for."""
-    _rows: numpy.ndarray = field(compare=False)
+    _rows: numpy.typing.NDArray[Any] = field(compare=False)
 
     @property
     def frames(self) -> Any:
@@ -180,24 +194,51 @@ def _load_qc() -> Any:
 
 
 def _seconds(name: str, value: float) -> float:
-    seconds = float(value)
+    seconds = real_number(name, value, "a number of seconds")
     if not 0 <= seconds <= MOST_SECONDS:
         raise Error(f"{name} is {value}, expected seconds from 0 to {MOST_SECONDS:.0f}")
     return seconds
 
 
+def _text(name: str, value: Any, expected: str) -> str:
+    if not isinstance(value, str):
+        raise wrong_type(name, value, expected)
+    if "\0" in value:
+        raise Error(f"{name} is {reprlib.repr(value)}, expected {expected}: embedded null byte")
+    value.encode()  # raises where it cannot be
+    return value
+
+
+def _protocols(given: Any) -> list[str]:
+    expected = "schemes of URLs, such as [\"http\", \"tcp\"]"
+    if isinstance(given, str):
+        given = [given]
+    try:
+        schemes = list(given)
+    except TypeError:
+        raise wrong_type("allow_protocols", given, expected) from None
+    return [_text("allow_protocols", scheme, expected) for scheme in schemes]
+
+
 def _raw_options(raw: bool, size: tuple[int, int] | None, pix_fmt: str | None,
                  frame_bytes: int | None) -> dict[str, Any]:
     if not raw:
-        if (size, pix_fmt, frame_bytes) != (None, None, None):
+        if not (size is None and pix_fmt is None and frame_bytes is None):
             raise Error("size, pix_fmt and frame_bytes are for raw frames: give raw=True too")
         return {}
     if size is None:
         raise Error("raw frames have no header: give size=(width, height) too")
-    if len(size) != 2:
-        raise Error(f"size is {size!r}, expected (width, height) in samples")
-    width, height = (whole_number("size", value, 1, 2**31 - 1) for value in size)
-    options = {"width": width, "height": height, "pix_fmt": pix_fmt or "yuv420p"}
+    expected = "(width, height) in samples"
+    try:
+        lengths = list(size)
+    except TypeError:
+        raise wrong_type("size", size, expected) from None
+    if len(lengths) != 2:
+        raise Error(f"size is {reprlib.repr(size)}, expected {expected}")
+    width, height = (whole_number("size", length, 1, 2**31 - 1) for length in lengths)
+    options: dict[str, Any] = {"width": width, "height": height, "pix_fmt": "yuv420p"}
+    if pix_fmt is not None:
+        options["pix_fmt"] = _text("pix_fmt", pix_fmt, "libavutil's name of a pixel format")
     if frame_bytes is not None:
         options["frame_bytes"] = whole_number("frame_bytes", frame_bytes, 1, MOST_COUNT)
     return options
@@ -223,15 +264,14 @@ def _options(*, start: Any, start_frame: Any, duration: Any, frames: Any, stream
     if stream is not None:
         options["stream"] = whole_number("stream", stream, 0, MOST_STREAM)
     if fps is not None:
-        options["fps"] = float(fps)
+        options["fps"] = real_number("fps", fps, FRAMES_A_SECOND)
         if not LEAST_RATE <= options["fps"] <= MOST_RATE or math.isnan(options["fps"]):
             raise Error(f"fps is {fps}, expected {LEAST_RATE} to {MOST_RATE:.0f}")
     options["decode_threads"] = whole_number("decode_threads", decode_threads, 0,
                                              MOST_DECODE_THREADS)
     if max_pixels is not None:
         options["max_pixels"] = whole_number("max_pixels", max_pixels, 1, MOST_COUNT)
-    options["protocols"] = [allow_protocols] if isinstance(allow_protocols, str) else list(
-        allow_protocols)
+    options["protocols"] = _protocols(allow_protocols)
     options["nested"] = bool(allow_nested)
     return options
 
@@ -262,7 +302,8 @@ class Frames:
     def reason(self) -> str | None:
         """After the last frame: why the reading ended in a way that leaves the result doubtful, or
         None where it did not."""
-        return self._reader.end()["reason"]
+        reason: str | None = self._reader.end()["reason"]
+        return reason
 
     def close(self) -> None:
         """Ends the reading before the end. Dropping the object does the same."""
@@ -320,7 +361,7 @@ _OPTIONS = """Options, which are those of the command:
 ``path``
     a video; ``"-"`` is standard input. Every other name is that of a file, whatever it looks like.
 ``indicators``
-    names or a mask of what to measure; None: all
+    names, members of INDICATORS or a mask of what to measure; None: all
 ``start``, ``duration``
     the part to measure, in seconds; ``start_frame``, ``frames``: the same in frames
 ``stream``

@@ -11,19 +11,21 @@ __all__ = ["INDICATORS", "FrameRecord", "Indicator", "Indicators", "Record"]
 
 
 class Indicator(NamedTuple):
-    """What one of the numbers means."""
+    """What one of the numbers means.
+
+        worse           Where a viewer objects more: at ``"higher"`` or ``"lower"`` values, or at
+                        both ``"extremes"``, away from 127.5.
+        bit             In masks and in the field ``valid`` of arrays.
+        needs_previous  Without a value for the first frame of a video.
+        least_width     Narrower pictures have no value, or one that says nothing.
+        least_height    Lower ones."""
 
     name: str
     unit: str
     worse: str
-    """Where a viewer objects more: at ``"higher"`` or ``"lower"`` values, or at both
-    ``"extremes"``, away from 127.5."""
     bit: int
-    """In masks and in the field ``valid`` of arrays."""
     needs_previous: bool
-    """Without a value for the first frame of a video."""
     least_width: int
-    """Narrower pictures have no value, or one that says nothing."""
     least_height: int
 
 

@@ -3,42 +3,55 @@
 
 from __future__ import annotations
 
+import math
 import operator
 import os
+import reprlib
 from collections.abc import Iterable
-from typing import Any, SupportsIndex, Union
+from typing import Any, NoReturn, Union
 
 import numpy
 import numpy.typing
 
 from . import _core
 from ._errors import Error
-from ._indicators import INDICATORS, TABLE, Record
+from ._indicators import INDICATORS, TABLE, Indicator, Record
 
 __all__ = ["Meter", "measure"]
 
 MOST_THREADS = 1024
+FRAMES_A_SECOND = "a number of frames a second"
 
 Frame = numpy.typing.ArrayLike
 """A (height, width) array of uint8; other objects that numpy.asarray makes one of count too."""
-IndicatorChoice = Union[None, int, str, Iterable[str]]
+IndicatorChoice = Union[None, int, str, Indicator, Iterable[Union[str, Indicator]]]
 
 
 def mask_of(indicators: IndicatorChoice) -> int:
     if indicators is None:
         return _core.ALL_INDICATORS
-    if isinstance(indicators, (str, bytes)):
+    try:
+        mask = operator.index(indicators)  # type: ignore[arg-type]
+    except TypeError:  # of an array, too, although it has the method
+        return _mask_of_names(indicators)
+    if mask <= 0 or mask & ~_core.ALL_INDICATORS:
+        raise Error(f"indicators is {mask:#x}, expected a mask of bits out of "
+                    f"{_core.ALL_INDICATORS:#x}, at least one, or names")
+    return mask
+
+
+def _mask_of_names(indicators: Any) -> int:
+    if isinstance(indicators, (str, bytes, Indicator)):
         indicators = [indicators]
-    if isinstance(indicators, SupportsIndex):
-        mask = operator.index(indicators)
-        if mask <= 0 or mask & ~_core.ALL_INDICATORS:
-            raise Error(f"indicators is {mask:#x}, expected a mask of bits out of "
-                        f"{_core.ALL_INDICATORS:#x}, at least one, or names")
-        return mask
+    try:
+        names = list(indicators)
+    except TypeError:
+        raise wrong_type("indicators", indicators, "names, a mask or None") from None
     mask = 0
-    for name in indicators:
-        if name not in INDICATORS._fields:
-            raise Error(f"there is no indicator {name!r}; there are: "
+    for one in names:
+        name = one.name if isinstance(one, Indicator) else one
+        if not isinstance(name, str) or name not in INDICATORS._fields:
+            raise Error(f"there is no indicator {reprlib.repr(name)}; there are: "
                         f"{', '.join(INDICATORS._fields)}")
         mask |= getattr(INDICATORS, name).bit
     if mask == 0:
@@ -46,8 +59,31 @@ def mask_of(indicators: IndicatorChoice) -> int:
     return mask
 
 
+def wrong_type(name: str, value: Any, expected: str) -> TypeError:
+    return TypeError(f"{name} is {reprlib.repr(value)}, expected {expected}")
+
+
+def real_number(name: str, value: Any, expected: str) -> float:
+    """Refuses texts, which float() would read."""
+    if not isinstance(value, (str, bytes, bytearray)):
+        try:
+            return float(value)
+        except TypeError:
+            pass
+        except OverflowError:
+            return math.inf if value > 0 else -math.inf
+    raise wrong_type(name, value, expected)
+
+
+def integer(name: str, value: Any) -> int:
+    try:
+        return operator.index(value)
+    except TypeError:
+        raise wrong_type(name, value, "a whole number") from None
+
+
 def whole_number(name: str, value: Any, least: int, most: int) -> int:
-    number = operator.index(value)
+    number = integer(name, value)
     if not least <= number <= most:
         raise Error(f"{name} is {value}, expected {least} to {most}")
     return number
@@ -65,15 +101,16 @@ class Meter:
 
     ``width`` and ``height`` are those of the luma plane in samples, ``rate`` is frames a second,
     which freezing alone depends on. ``indicators`` chooses what is measured: names, such as
-    ``["blur", "noise"]``, a mask, or None for all. Different meters may be used on different
-    threads at once; the interpreter is free for other threads meanwhile.
+    ``["blur", "noise"]``, members of INDICATORS, a mask, or None for all. Different meters may be
+    used on different threads at once; the interpreter is free for other threads meanwhile.
     """
 
     def __init__(self, width: int, height: int, rate: float = _core.DEFAULT_RATE,
                  indicators: IndicatorChoice = None) -> None:
-        self._rate = float(rate)
-        self._core = _core.Meter(operator.index(width), operator.index(height), self._rate,
-                                 mask_of(indicators))
+        self._rate = real_number("rate", rate, FRAMES_A_SECOND)
+        self._mask = mask_of(indicators)
+        self._core = _core.Meter(integer("width", width), integer("height", height), self._rate,
+                                 self._mask)
 
     def add(self, frame: Frame) -> Record:
         """Measures the next frame: a (height, width) array of uint8, or a view of one with any
@@ -94,12 +131,23 @@ class Meter:
         return self._rate
 
     def __repr__(self) -> str:
-        return f"Meter(width={self.width}, height={self.height}, rate={self.rate})"
+        chosen = [one.name for one in INDICATORS if one.bit & self._mask]
+        return (f"Meter(width={self.width}, height={self.height}, rate={self.rate}, "
+                f"indicators={None if len(chosen) == len(INDICATORS) else chosen})")
+
+    def __reduce__(self) -> NoReturn:
+        raise TypeError("a Meter cannot be copied or pickled: it remembers the frames so far; make "
+                        "another one")
 
 
 def measure(frames: Iterable[Frame], *, rate: float = _core.DEFAULT_RATE,
-            indicators: IndicatorChoice = None, threads: int | None = None) -> numpy.ndarray:
+            indicators: IndicatorChoice = None,
+            threads: int | None = None) -> numpy.typing.NDArray[Any]:
     mask, count = mask_of(indicators), thread_count(threads)
+    rate = real_number("rate", rate, FRAMES_A_SECOND)
+    if isinstance(frames, (str, bytes, os.PathLike)):
+        raise TypeError(f"measure takes frames in arrays and was given {reprlib.repr(frames)}: for "
+                        "a file, lumagauge.check and lumagauge.frames")
     if isinstance(frames, numpy.ndarray):
         return _core.measure_array(frames, rate, mask, count)
     return _core.measure_iterator(iter(frames), rate, mask, count)
@@ -110,8 +158,8 @@ measure.__doc__ = f"""Measures the frames of one video on all CPUs.
 ``frames`` is an (N, height, width) array of uint8 or an iterable of (height, width) arrays. An
 array may be a view with any strides; while samples of a row are adjacent nothing is copied. Of an
 iterable a few frames are held at a time, as copies, so it may fill one array over and over.
-``rate`` is frames a second, ``indicators`` names or a mask (None: all), ``threads`` how many frames
-are measured at once (None: the CPUs that the process may use).
+``rate`` is frames a second, ``indicators`` names, members of INDICATORS or a mask (None: all),
+``threads`` how many frames are measured at once (None: the CPUs that the process may use).
 
 Returns a structured array of N elements with a field an indicator (float64) and ``valid``:
 

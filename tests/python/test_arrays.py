@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: BSD-2-Clause
+import copy
 import math
 import pickle
 import sys
@@ -88,11 +89,15 @@ def test_a_nan_that_was_measured_is_no_missing_value():
     assert record.slice is None and not values["valid"][1] & lumagauge.INDICATORS.slice.bit
 
 
-@pytest.mark.parametrize("chosen", ["blur", ["blur", "freezing"], 0x120, 0x20])
-def test_only_what_is_asked_for_is_measured(video, chosen):
-    names = {"blur", "freezing"} if chosen in (0x120, ["blur", "freezing"]) else {"blur"}
+@pytest.mark.parametrize("chosen, names", [
+    ("blur", {"blur"}), (0x20, {"blur"}), (lumagauge.INDICATORS.blur, {"blur"}),
+    (["blur", "freezing"], {"blur", "freezing"}), (0x120, {"blur", "freezing"}),
+    (numpy.array(["blur", "freezing"]), {"blur", "freezing"}),
+    ((lumagauge.INDICATORS.blur, "freezing"), {"blur", "freezing"})])
+def test_only_what_is_asked_for_is_measured(video, chosen, names):
     records = add_all(video[:3], indicators=chosen)
     assert {name for name, value in records[2].items() if value is not None} == names
+    assert all(name in repr(lumagauge.Meter(64, 48, indicators=chosen)) for name in names)
     agree(lumagauge.measure(video[:3], indicators=chosen), records)
 
 
@@ -134,6 +139,8 @@ def test_refused_frames(frame, message):
     (lambda: lumagauge.measure(FRAME[None][:0]), r"\(0, 48, 64\)"),
     (lambda: lumagauge.measure(FRAME), r"frame\[numpy.newaxis\]"),
     (lambda: lumagauge.measure(numpy.zeros((2, 48, 64, 3), numpy.uint8)), "luma channel"),
+    (lambda: lumagauge.measure(numpy.zeros((48, 64, 3), numpy.uint8)),
+     r"\(48, 64, 3\).*frame\[..., 0\]\[numpy.newaxis\]"),
     (lambda: lumagauge.measure(FRAME[None] / 2), "float64, expected uint8"),
     (lambda: lumagauge.measure(FRAME[None], rate=0), "frames a second"),
     (lambda: lumagauge.Meter(64, 48, rate=math.nan), "frames a second"),
@@ -148,6 +155,17 @@ def test_refused_calls(call, message):
     with pytest.raises(ValueError, match=message) as caught:
         call()
     assert type(caught.value) is lumagauge.Error
+
+
+@pytest.mark.parametrize("call, message", [
+    (lambda: lumagauge.measure(FRAME[None], rate="25"), "rate is '25', expected"),
+    (lambda: lumagauge.Meter(64.0, 48), "width is 64.0, expected a whole"),
+    (lambda: lumagauge.measure([FRAME], indicators=5.5), "indicators is 5.5, expected names"),
+    (lambda: lumagauge.measure("movie.mp4"), "'movie.mp4'.*lumagauge.check"),
+    (lambda: copy.copy(lumagauge.Meter(64, 48)), "cannot be copied")])
+def test_refused_types(call, message):
+    with pytest.raises(TypeError, match=message):
+        call()
 
 
 def test_an_iterable_is_consumed_with_bounded_memory(video):

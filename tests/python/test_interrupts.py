@@ -2,6 +2,8 @@
 import itertools
 import os
 import signal
+import subprocess
+import sys
 import threading
 import time
 
@@ -40,3 +42,23 @@ def test_ctrl_c(name, tmp_path):
     finally:
         timer.join()
         os.close(descriptor)
+
+
+def test_the_interpreter_ends_while_daemon_threads_measure():
+    program = """if True:
+        import itertools, os, threading, time, lumagauge, numpy
+        stack = numpy.broadcast_to(numpy.zeros((288, 352), numpy.uint8), (10**7, 288, 352))
+        meter = lumagauge.Meter(352, 288)
+        calls = [lambda: lumagauge.measure(stack, threads=1),
+                 lambda: lumagauge.measure(itertools.repeat(stack[0]), threads=1),
+                 lambda: lumagauge.measure((frame for frame in stack), threads=1),
+                 lambda: [None for frame in stack if not meter.add(frame)]]
+        if "LUMAGAUGE_QC" in os.environ:
+            calls += [lambda: lumagauge.check("/dev/zero", raw=True, size=(352, 288)),
+                      lambda: list(lumagauge.frames("/dev/zero", raw=True, size=(352, 288)))]
+        for call in calls:
+            threading.Thread(target=call, daemon=True).start()
+        time.sleep(0.3)"""
+    done = subprocess.run([sys.executable, "-c", program], text=True, capture_output=True,
+                          timeout=60)
+    assert (done.returncode, done.stderr) == (0, "")

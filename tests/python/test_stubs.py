@@ -48,3 +48,11 @@ def test_a_type_checker_knows_the_indicators(tmp_path):
                          'error: "FrameRecord" has no attribute "blurr"  [attr-defined]',
                          'note: Revealed type is "Union[builtins.float, None]"',
                          'note: Revealed type is "builtins.int"'], done
+
+
+def test_pip_gets_the_version_of_the_library(tmp_path):
+    pytest.importorskip("setuptools", reason="setuptools is not there")
+    setup = pathlib.Path(__file__).parents[2] / "setup.py"
+    done = subprocess.run([sys.executable, setup, "--version"], cwd=tmp_path, text=True,
+                          capture_output=True)
+    assert done.stdout.split()[-1:] == [lumagauge.__version__], done

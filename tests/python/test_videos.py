@@ -120,8 +120,12 @@ def test_frames_of_a_result(clip, monkeypatch):
     ({"fps": float("nan")}, None, lumagauge.Error, "fps is nan, expected"),
     ({"raw": True}, None, lumagauge.Error, "size="),
     ({"size": (352, 288)}, None, lumagauge.Error, "raw=True"),
-    ({"raw": True, "size": (8, 8), "pix_fmt": "no"}, None, lumagauge.InputError,
-                     "--pix-fmt no")])
+    ({"size": numpy.array([8, 8])}, None, lumagauge.Error, "raw=True"),
+    ({"raw": True, "size": 8}, None, TypeError, "size is 8, expected"),
+    ({"raw": True, "size": (8, 8), "pix_fmt": 5}, None, TypeError, "pix_fmt is 5, expected"),
+    ({"allow_protocols": [5]}, None, TypeError, "allow_protocols is 5, expected"),
+    ({}, "movie.mp4\0", ValueError, "embedded null byte"),
+    ({"raw": True, "size": (8, 8), "pix_fmt": "no"}, None, lumagauge.InputError, "--pix-fmt no")])
 def test_refused(options, path, error, message, clip):
     with pytest.raises(error, match=message) as caught:
         lumagauge.check(path or clip, **options)
