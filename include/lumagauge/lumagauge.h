@@ -189,7 +189,8 @@ void lumagauge_meter_close(lumagauge_meter *meter);
  *
  * lumagauge_meter_add in two halves: measuring a frame against the one before it, which is nearly
  * all the work and may be done on any thread, in any order, several frames at once; and taking the
- * frames in order, which is cheap. Nothing is copied. Use a meter one way or the other. */
+ * frames in order, which is cheap. Nothing is copied but rows that are not contiguous. Use a meter
+ * one way or the other. */
 
 typedef struct lumagauge_frame lumagauge_frame;
 

@@ -217,7 +217,7 @@ public:
   }
 
   // add in two halves, for frames measured side by side: frame().measure(...) on any thread, then
-  // take in the order of the video. Nothing is copied. Use a meter one way or the other.
+  // take in the order of the video. Use a meter one way or the other.
 
   Frame frame() const {
     lumagauge_frame *made = nullptr;
