@@ -171,17 +171,14 @@ void LumaReader::convert(const Planes &planes, AVPixelFormat format, int width, 
     if (bytes < 0)
       throw InputError(fmt::format("a picture of {}x{} is too large to convert", width, height));
     converted.resize(static_cast<std::size_t>(bytes));
-    std::uint8_t *data[4];
-    av_image_fill_arrays(data, convertedPlanes.stride, converted.data(), target, width, height,
-                         ROW_ALIGNMENT);
-    std::copy_n(data, 4, convertedPlanes.data);
     scalerFormat = format;
     scalerWidth = width;
     scalerHeight = height;
   }
   std::uint8_t *out[4];
-  for (int i = 0; i < 4; ++i)
-    out[i] = const_cast<std::uint8_t *>(convertedPlanes.data[i]); // points into `converted`
+  av_image_fill_arrays(out, convertedPlanes.stride, converted.data(), target, width, height,
+                       ROW_ALIGNMENT);
+  std::copy_n(out, 4, convertedPlanes.data);
   sws_scale(scaler, planes.data, planes.stride, 0, height, out, convertedPlanes.stride);
 }
 
