@@ -70,12 +70,12 @@ private:
   Meter meter;
 };
 
-/// Waits for the oldest frame and takes it; the interpreter's lock is not held.
-Row takeRow(ParallelMeter &meter, SignalCheck &checkSignals) {
+/// Waits for the oldest frame and takes it.
+Row takeRow(ParallelMeter &meter, SignalCheck &checkSignals, const Unlocked &unlocked) {
   bool isMeasured = false;
   do {
     isMeasured = meter.wait(SIGNAL_INTERVAL);
-    checkSignals();
+    checkSignals(unlocked);
   } while (!isMeasured);
   return rowOf(meter.take());
 }
@@ -106,7 +106,7 @@ std::vector<Row> measureStack(const PlaneStack &stack, double rate, std::uint32_
       plane.copyTo(copy);
       parallel.give({copy, plane.width, plane.height});
     }
-    rows.push_back(takeRow(parallel, checkSignals));
+    rows.push_back(takeRow(parallel, checkSignals, unlocked));
   }
   return rows;
 }
@@ -127,7 +127,7 @@ public:
     SignalCheck checkSignals;
     while (giveFrames()) {
       const Unlocked unlocked;
-      rows.push_back(takeRow(*parallel, checkSignals));
+      rows.push_back(takeRow(*parallel, checkSignals, unlocked));
     }
     if (rows.empty())
       throw Refusal("there is no frame to measure: the iterable is empty, or it is an iterator "

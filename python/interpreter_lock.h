@@ -37,19 +37,20 @@ public:
   Unlocked &operator=(const Unlocked &) = delete;
 
 private:
+  friend class Locked;
   PyThreadState *state;
 };
 
-/// The interpreter's lock is held meanwhile. To be used by a thread of Python's that gave it away.
+/// The lock that this thread gave away is held meanwhile. PyGILState_Ensure would not do: what it
+/// looks the thread up in is gone when the interpreter has ended.
 class Locked {
 public:
-  Locked() : state(orWaitForTheEnd(PyGILState_Ensure)) {}
-  ~Locked() { PyGILState_Release(state); }
+  explicit Locked(const Unlocked &unlocked) {
+    orWaitForTheEnd([&] { PyEval_RestoreThread(unlocked.state); });
+  }
+  ~Locked() { PyEval_SaveThread(); }
   Locked(const Locked &) = delete;
   Locked &operator=(const Locked &) = delete;
-
-private:
-  PyGILState_STATE state;
 };
 
 } // namespace lumagauge::python

@@ -141,17 +141,17 @@ FrameRow frameRowOf(const qc::FrameRecord &record) {
   return row;
 }
 
-/// A feed that looks for signals while it waits; the interpreter's lock is not held.
+/// A feed that looks for signals while it waits.
 class WatchedFeed {
 public:
-  explicit WatchedFeed(Order order) : feed(std::move(order)) {
+  WatchedFeed(Order order, const Unlocked &unlocked) : feed(std::move(order)) {
     while (!feed.waitOpen(SIGNAL_INTERVAL))
-      checkSignals();
+      checkSignals(unlocked);
     info = feed.info();
   }
-  std::optional<qc::FrameRecord> next() {
+  std::optional<qc::FrameRecord> next(const Unlocked &unlocked) {
     do
-      checkSignals();
+      checkSignals(unlocked);
     while (!feed.waitFrame(SIGNAL_INTERVAL));
     return feed.next();
   }
@@ -169,7 +169,7 @@ public:
   Reader(const py::object &path, const py::dict &options, std::uint32_t mask, int threads) {
     Order order{pathBytes(path), sourceOptions(options), mask, threads};
     const Unlocked unlocked;
-    watched = std::make_unique<WatchedFeed>(std::move(order));
+    watched = std::make_unique<WatchedFeed>(std::move(order), unlocked);
   }
   ~Reader() { close(); }
 
@@ -177,7 +177,7 @@ public:
     std::optional<qc::FrameRecord> record;
     {
       const Unlocked unlocked;
-      record = watched->next();
+      record = watched->next(unlocked);
     }
     if (!record)
       return py::none();
@@ -207,12 +207,12 @@ struct Finding {
   std::vector<FrameRow> rows;
 };
 
-Finding judge(Order order, const std::string &profileName) {
+Finding judge(Order order, const std::string &profileName, const Unlocked &unlocked) {
   const qc::Profile profile = qc::loadProfile(profileName);
-  WatchedFeed watched(std::move(order));
+  WatchedFeed watched(std::move(order), unlocked);
   qc::Judge judge(profile, watched.info);
   Finding finding{watched.info, {}, {}, {}};
-  while (const std::optional<qc::FrameRecord> record = watched.next()) {
+  while (const std::optional<qc::FrameRecord> record = watched.next(unlocked)) {
     judge.add(*record);
     finding.rows.push_back(frameRowOf(*record));
   }
@@ -227,7 +227,7 @@ py::dict check(const py::object &path, const py::dict &options, std::uint32_t ma
   const std::string profileName = pathBytes(profile);
   Finding finding = [&] {
     const Unlocked unlocked;
-    return judge(std::move(order), profileName);
+    return judge(std::move(order), profileName, unlocked);
   }();
   const qc::Judgement &judgement = finding.judgement;
   return py::dict(

@@ -19,12 +19,12 @@ constexpr std::chrono::milliseconds SIGNAL_INTERVAL{50};
 /// handlers when it is time to, and throws what they raise. Several threads may share one.
 class SignalCheck {
 public:
-  void operator()() {
+  void operator()(const Unlocked &unlocked) {
     const auto now = std::chrono::steady_clock::now();
     if (now < due.load(std::memory_order_relaxed))
       return;
     due.store(now + SIGNAL_INTERVAL, std::memory_order_relaxed);
-    const Locked lock;
+    const Locked locked(unlocked);
     if (PyErr_CheckSignals() != 0)
       throw pybind11::error_already_set();
   }
