@@ -46,9 +46,26 @@ struct Measure {
   {name, [](Frames &f) { return measure##Name(f.current).value_or(-1.0); }},
 #define BENCH_PAIR(name, Name)                                                                     \
   {name, [](Frames &f) { return measure##Name(f.current, f.previous).value_or(-1.0); }},
-#define BENCH_SEQUENCE(name, Name) // their costly part is not in the list
+#define BENCH_SEQUENCE(name, Name)     // their costly part is not in the list
+#define BENCH_PICTURE_PART(name, Name) // below
+#define BENCH_PAIR_PART(name, Name)
 #define BENCH_MEASURE(CONSTANT, name, field, Name, KIND, ...) BENCH_##KIND(#name, Name)
-const Measure MEASURES[] = {LUMAGAUGE_INDICATORS(BENCH_MEASURE){"flickering", changedBlocks}};
+const Measure MEASURES[] = {
+    LUMAGAUGE_INDICATORS(BENCH_MEASURE){"flickering", changedBlocks},
+    {"bars", [](Frames &f) { return measureBars(f.current).top.value_or(-1.0); }},
+    {"stillness",
+     [](Frames &f) { return measureStillness(f.current, f.previous).value_or(Stillness{}).still; }},
+    {"block_structure",
+     [](Frames &f) { return measureBlockStructure(f.current).value_or(BlockStructure{}).flat; }},
+    {"stale_rows",
+     [](Frames &f) {
+       std::vector<std::int16_t> sums;
+       sumRowBlocks(f.current, sums);
+       return std::accumulate(sums.begin(), sums.end(), 0.0);
+     }},
+    {"levels", [](Frames &f) {
+       return measureLevels(f.current, {16, 235}).clippedHigh;
+     }}};
 
 void measure(benchmark::State &state, const Measure &indicator, Size size) {
   static std::map<std::size_t, Frames> made;

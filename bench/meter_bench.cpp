@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// meter_bench FILE WIDTH HEIGHT THREADS: measures the luma planes in a file, from memory, and
-// prints the seconds of CPU that it took; bench/python.py holds the Python package against it. On
-// one thread with Meter::add, on several with its two halves.
+// meter_bench FILE WIDTH HEIGHT THREADS [MASK]: measures the luma planes in a file, all indicators
+// or those of the mask, from memory, and prints the seconds of CPU that it took; bench/python.py
+// holds the Python package against it. On one thread with Meter::add, on several with its two
+// halves.
 #include <lumagauge/lumagauge.hpp>
 
 #include <algorithm>
@@ -26,14 +27,14 @@ double cpuSeconds() {
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-void measureInTurn(const std::vector<Picture> &pictures) {
-  Meter meter(pictures[0].width, pictures[0].height);
+void measureInTurn(const std::vector<Picture> &pictures, std::uint32_t mask) {
+  Meter meter(pictures[0].width, pictures[0].height, DEFAULT_RATE, mask);
   for (const Picture &picture : pictures)
     meter.add(picture);
 }
 
-void measureSideBySide(const std::vector<Picture> &pictures, int count) {
-  Meter meter(pictures[0].width, pictures[0].height);
+void measureSideBySide(const std::vector<Picture> &pictures, std::uint32_t mask, int count) {
+  Meter meter(pictures[0].width, pictures[0].height, DEFAULT_RATE, mask);
   std::vector<Frame> frames;
   for (std::size_t i = 0; i < pictures.size(); ++i)
     frames.push_back(meter.frame());
@@ -53,8 +54,8 @@ void measureSideBySide(const std::vector<Picture> &pictures, int count) {
 } // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 5) {
-    std::fputs("usage: meter_bench FILE WIDTH HEIGHT THREADS\n", stderr);
+  if (argc != 5 && argc != 6) {
+    std::fputs("usage: meter_bench FILE WIDTH HEIGHT THREADS [MASK]\n", stderr);
     return 2;
   }
   std::ifstream file(argv[1], std::ios::binary);
@@ -62,6 +63,8 @@ int main(int argc, char **argv) {
   const auto width = static_cast<std::uint32_t>(std::atoi(argv[2]));
   const auto height = static_cast<std::uint32_t>(std::atoi(argv[3]));
   const int threads = std::atoi(argv[4]);
+  const std::uint32_t mask =
+      argc < 6 ? ALL_INDICATORS : static_cast<std::uint32_t>(std::strtoul(argv[5], nullptr, 0));
   const std::size_t plane = std::size_t{width} * height;
   std::vector<Picture> pictures;
   for (std::size_t i = 0; plane != 0 && (i + 1) * plane <= bytes.size(); ++i)
@@ -74,11 +77,12 @@ int main(int argc, char **argv) {
   }
   // Not counted: the first frames, with which the process settles.
   measureInTurn(
-      {pictures.begin(), pictures.begin() + std::min<std::ptrdiff_t>(5, std::ssize(pictures))});
+      {pictures.begin(), pictures.begin() + std::min<std::ptrdiff_t>(5, std::ssize(pictures))},
+      mask);
   const double begin = cpuSeconds();
   if (threads == 1)
-    measureInTurn(pictures);
+    measureInTurn(pictures, mask);
   else
-    measureSideBySide(pictures, threads);
+    measureSideBySide(pictures, mask, threads);
   std::printf("%.6f\n", cpuSeconds() - begin);
 }

@@ -19,8 +19,8 @@ constexpr std::int32_t STRONG = 600; ///< squared Roberts magnitude that a few p
 struct Work {
   explicit Work(std::size_t width)
       : w(width), blocks(w / 8), samples(pictureSamples(w, ROWS)), copy(samples),
-        strip(64 * BLOCK_STRIP), borders(blocks), deviations(blocks), sums(blocks), bytes(w),
-        bits(w / 64 + 1), edges(bits.size()) {
+        strip(64 * BLOCK_STRIP), borders(blocks), changes(blocks), gradients(blocks), steps(blocks),
+        deviations(blocks), sums(blocks), bytes(w), bits(w / 64 + 1), edges(bits.size()) {
     plainRows().edgeColumns(row(8), row(8), row(9), row(10), w, 24, edges.data());
     for (std::size_t i = 0; i < strip.size(); ++i)
       strip[i] = samples[i % samples.size()];
@@ -35,8 +35,9 @@ struct Work {
       });
     };
     return value == other.value && squares == other.squares && same(borders, other.borders) &&
-           same(deviations, other.deviations) && same(sums, other.sums) &&
-           same(bytes, other.bytes) && same(bits, other.bits);
+           same(changes, other.changes) && same(gradients, other.gradients) &&
+           same(steps, other.steps) && same(deviations, other.deviations) &&
+           same(sums, other.sums) && same(bytes, other.bytes) && same(bits, other.bits);
   }
 
   std::size_t w, blocks;
@@ -44,6 +45,9 @@ struct Work {
   // Results
   std::uint64_t value = 0, squares = 0;
   std::vector<BorderSums> borders;
+  std::vector<BlockChange> changes;
+  std::vector<SegmentGradients> gradients;
+  std::vector<BorderSteps> steps;
   std::vector<double> deviations;
   std::vector<std::uint16_t> sums;
   std::vector<std::uint8_t> bytes;
@@ -80,6 +84,22 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        work.value = form.firstDifference(work.row(9), work.copy.data() + 9 * work.w, work.w);
      }},
+    {"countEnds", 1,
+     [](const RowOperations &form, Work &work) {
+       work.value = form.countEnds(work.row(9), work.w, 16, 235).high;
+     }},
+    {"markAbove", 1,
+     [](const RowOperations &form, Work &work) {
+       work.value = form.markAbove(work.row(9), work.w, 100, work.bytes.data());
+     }},
+    {"darkStart", 1,
+     [](const RowOperations &form, Work &work) {
+       work.value = form.darkStart(work.row(9), work.w, 255);
+     }},
+    {"darkEnd", 1,
+     [](const RowOperations &form, Work &work) {
+       work.value = form.darkEnd(work.row(9), work.w, 255);
+     }},
     {"crossEnergy", 8,
      [](const RowOperations &form, Work &work) {
        work.value = form.crossEnergy(work.row(8), work.w, 9, work.w);
@@ -100,6 +120,22 @@ const Operation OPERATIONS[] = {
      [](const RowOperations &form, Work &work) {
        form.changedBlocks(work.row(8), work.copy.data() + 8 * work.w, work.w, work.blocks,
                           work.bytes.data());
+     }},
+    {"blockChanges", 8,
+     [](const RowOperations &form, Work &work) {
+       form.blockChanges(work.row(8), work.row(0), work.w, work.blocks, work.changes.data());
+     }},
+    {"segmentGradients", 8,
+     [](const RowOperations &form, Work &work) {
+       form.segmentGradients(work.row(8), work.w, 8, work.blocks, work.gradients.data());
+     }},
+    {"columnSteps", 8,
+     [](const RowOperations &form, Work &work) {
+       form.columnSteps(work.row(8), work.w, 8, work.blocks - 1, work.steps.data());
+     }},
+    {"rowSteps", 4,
+     [](const RowOperations &form, Work &work) {
+       form.rowSteps(work.row(8), work.w, work.blocks, work.steps.data());
      }},
     {"combBlocks", 4,
      [](const RowOperations &form, Work &work) {

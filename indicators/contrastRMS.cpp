@@ -14,8 +14,11 @@ namespace lumagauge {
 std::optional<double> measureContrast(const Plane &luma) {
   // Sums in 64 bits rather than by sumAndSquareSum, whose 32-bit sum overflows beyond 8.4 million
   // samples.
-  const Moments moments = rows().moments(luma.data, luma.w * luma.h);
-  const auto n = static_cast<double>(luma.w * luma.h);
+  return contrastOf(rows().moments(luma.data, luma.w * luma.h), luma.w * luma.h);
+}
+
+double contrastOf(const Moments &moments, std::uint64_t samples) {
+  const auto n = static_cast<double>(samples);
   const auto sum = static_cast<double>(moments.sum);
   // The order of these operations decides the last bit, and where a flat picture gives a NaN.
   const double mean = (1.0 / n) * sum * sum;

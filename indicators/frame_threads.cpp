@@ -3,6 +3,18 @@
 
 #include "indicators/routines.h"
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#if defined(__SANITIZE_THREAD__)
+#define THREAD_SANITIZER 1 // g++
+#elif defined(__has_feature)
+#define THREAD_SANITIZER __has_feature(thread_sanitizer)
+#else
+#define THREAD_SANITIZER 0
+#endif
+
 namespace lumagauge {
 
 namespace {
@@ -23,14 +35,15 @@ constexpr PerFrameIndicator PER_FRAME_INDICATORS[] = {
 
 /// Twelve such stacks are well within the 40 MiB that the C library keeps for later threads; of the
 /// usual 8 MiB, most would be mapped, touched and unmapped for every frame. The routines need 10
-/// KB, under the address sanitizer 17 KB. The thread sanitizer takes 0.8 MB for itself; with less,
-/// no thread can be created at all.
-[[maybe_unused]] constexpr std::size_t STACK_SIZE = std::size_t{1} << 20;
+/// KB, under the address sanitizer 17 KB; the thread sanitizer takes 0.8 MB for itself. What stacks
+/// take of a limited address space, pictures lack.
+[[maybe_unused]] constexpr std::size_t STACK_SIZE = std::size_t{1} << (THREAD_SANITIZER ? 20 : 18);
 
 } // namespace
 
-void useSmallThreadStacks() {
+void keepThreadsSmall() {
 #ifdef __GLIBC__
+  mallopt(M_ARENA_MAX, 1);
   pthread_attr_t attributes;
   if (pthread_getattr_default_np(&attributes) != 0)
     return;

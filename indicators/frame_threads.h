@@ -13,10 +13,11 @@
 
 namespace lumagauge {
 
-/// Makes the stacks of threads created from here on so small that the C library keeps those of a
-/// whole frame for the next one, where it can be told to. To be called once, before the first
-/// frame.
-void useSmallThreadStacks();
+/// Where the C library can be told to, makes threads created from here on take little of the
+/// address space: small stacks, so that those of a whole frame are kept for the next one, and no
+/// heaps of their own (64 MiB each, by which memory could lack at one limit and suffice at a
+/// smaller one). To be called once, before the first frame.
+void keepThreadsSmall();
 
 /// The threads of one frame, a thread an indicator. All are joined at the latest when it is
 /// destroyed.

@@ -19,16 +19,21 @@ using namespace lumagauge;
 
 namespace {
 
-static_assert(LUMAGAUGE_INDICATOR_COUNT < 32, "masks have 32 bits");
+static_assert(LUMAGAUGE_INDICATOR_COUNT <= 32, "masks have 32 bits");
 constexpr std::uint64_t MOST_SAMPLES = std::numeric_limits<std::int32_t>::max();
 
 /// What the meters and frames of one video have in common.
 struct Format {
   std::uint64_t width, height;
   std::uint32_t requested;
+  std::uint32_t range; ///< a lumagauge_range
 
   bool operator==(const Format &) const = default;
 };
+
+LumaRange levelsOf(const Format &format) {
+  return format.range == LUMAGAUGE_RANGE_FULL ? LumaRange{0, 255} : LumaRange{16, 235};
+}
 
 /// Of one row alone the stride does not matter.
 bool isStride(const Format &format, std::ptrdiff_t stride) {
@@ -77,7 +82,7 @@ lumagauge_error readOptions(const lumagauge_options *given, lumagauge_options &o
   for (std::size_t i = sizeof options; i < given->size; ++i)
     if (bytes[i] != 0)
       return LUMAGAUGE_ERROR_ARGUMENT;
-  if (options.reserved != 0)
+  if (options.range > LUMAGAUGE_RANGE_FULL)
     return LUMAGAUGE_ERROR_ARGUMENT;
   if (options.width == 0 || options.height == 0 ||
       std::uint64_t{options.width} * options.height > MOST_SAMPLES)
@@ -123,6 +128,8 @@ const lumagauge_indicator *lumagauge_indicator_at(size_t number) {
 #define LUMAGAUGE_NEEDS_PICTURE 0
 #define LUMAGAUGE_NEEDS_PAIR 1
 #define LUMAGAUGE_NEEDS_SEQUENCE 1
+#define LUMAGAUGE_NEEDS_PICTURE_PART 0
+#define LUMAGAUGE_NEEDS_PAIR_PART 1
 #define LUMAGAUGE_LINE(CONSTANT, name, field, Name, KIND, WORSE, unit, width, height)              \
   {sizeof(lumagauge_indicator),                                                                    \
    #name,                                                                                          \
@@ -177,7 +184,7 @@ lumagauge_error lumagauge_meter_open(const lumagauge_options *options, lumagauge
   if (const lumagauge_error error = readOptions(options, known); error != LUMAGAUGE_OK)
     return error;
   return guarded([&] {
-    const Format format{known.width, known.height, known.indicators};
+    const Format format{known.width, known.height, known.indicators, known.range};
     *meter = new lumagauge_meter{
         .format = format,
         .sequence = {format.width, format.height, known.rate, format.requested},
@@ -200,7 +207,7 @@ lumagauge_error lumagauge_meter_add(lumagauge_meter *meter, const uint8_t *luma,
     const Plane plane = contiguous(format, luma, stride, meter->added.copy);
     const Plane previous(format.width, format.height, meter->last.data());
     measureFrame(plane, meter->last.empty() ? nullptr : &previous, format.requested,
-                 meter->added.measures);
+                 levelsOf(format), meter->added.measures);
     if (needPrevious(format.requested)) {
       if (plane.data == meter->added.copy.data())
         meter->last.swap(meter->added.copy);
@@ -246,7 +253,8 @@ lumagauge_error lumagauge_frame_measure(lumagauge_frame *frame, const uint8_t *l
     std::optional<Plane> before;
     if (previous != nullptr && needPrevious(format.requested))
       before = contiguous(format, previous, previous_stride, frame->previousCopy);
-    measureFrame(plane, before ? &*before : nullptr, format.requested, frame->measures);
+    measureFrame(plane, before ? &*before : nullptr, format.requested, levelsOf(format),
+                 frame->measures);
     frame->isMeasured = true;
     return LUMAGAUGE_OK;
   });

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // `lumagauge`: measures a raw 8-bit 4:2:0 video and prints a row a frame. Arguments, frame loop.
+#include "commands/standard_streams.h"
 #include "indicators/frame_threads.h"
 #include "indicators/report.h"
 #include "indicators/routines.h"
@@ -109,7 +110,8 @@ bool parseOptionalArguments(int argc, char **argv, std::FILE *video, RunParamete
 
 /// Reads the luma plane of a frame over what the buffer holds; a file that ends earlier leaves the
 /// rest. False after a message when the frame cannot be sought or read.
-bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, std::uint8_t *luma) {
+bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, std::uint8_t *luma,
+              ReportStream &console) {
   const off_t start = off_t{frame} * run.frameSize();
   if (fseeko(video, start, SEEK_SET) != 0) {
     const int error = errno;
@@ -122,10 +124,11 @@ bool readLuma(std::FILE *video, const RunParameters &run, std::int32_t frame, st
   if (std::ferror(video) == 0)
     return true;
   const int error = errno;
-  std::printf("Some error occurred when reading the %d frame\n", frame);
-  std::printf("Byte read = %d, Frame size = %d\n\n", static_cast<int>(bytes), run.lumaSize());
-  std::printf("Error code: %d \n", error);
-  std::printf("Error description: %s \n", std::strerror(error));
+  console.print(ReportStream::END,
+                "Some error occurred when reading the %d frame\n"
+                "Byte read = %d, Frame size = %d\n\n"
+                "Error code: %d \nError description: %s \n",
+                frame, static_cast<int>(bytes), run.lumaSize(), error, std::strerror(error));
   return false;
 }
 
@@ -169,13 +172,13 @@ void judgeFreezing(const RunParameters &run, TemporalValues &values) {
 
 /// Measures and reports the frames of the run. Throws std::bad_alloc when a measure lacked memory.
 int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *video,
-                  std::FILE *resultsFile) {
-  useSmallThreadStacks();
+                  Reports &reports) {
+  keepThreadsSmall();
   TemporalValues temporal;
   // S + N may also wrap upwards, so N is asked too.
   const std::int32_t end = run.frames > 0 ? run.endFrame() : run.startFrame;
   for (std::int32_t frame = run.startFrame; frame < end; ++frame) {
-    if (!readLuma(video, run, frame, pictures.current->data))
+    if (!readLuma(video, run, frame, pictures.current->data, reports.console))
       return FAILURE;
     FrameThreads threads(run.requested, pictures.current);
     const bool hasPrevious = frame > run.startFrame;
@@ -187,40 +190,42 @@ int measureFrames(const RunParameters &run, RunPictures &pictures, std::FILE *vi
     if (indicatorLackedMemory)
       throw std::bad_alloc();
     printReportRows({frame, Results, temporal.activity, temporal.freezing, temporal.flickering},
-                    resultsFile);
+                    reports);
     std::swap(pictures.current->data, pictures.previous->data);
   }
   return SUCCESS;
 }
 
-int measureVideo(const RunParameters &run, File video, std::FILE *resultsFile,
-                 RunPictures &pictures) {
-  std::printf("Video file %s opened successfully!\n\n", run.path);
-  std::printf("Width = %d, Height = %d, FPS = %2.2f, Number of Frames = %d, Start Frame = %d\n\n",
-              run.width, run.height, run.fps, run.frames, run.startFrame);
-  printReportHeaders(resultsFile);
-  if (measureFrames(run, pictures, video.get(), resultsFile) != SUCCESS)
+int measureVideo(const RunParameters &run, File video, Reports &reports, RunPictures &pictures) {
+  reports.console.print(ReportStream::HEAD, "Video file %s opened successfully!\n\n", run.path);
+  reports.console.print(
+      ReportStream::HEAD,
+      "Width = %d, Height = %d, FPS = %2.2f, Number of Frames = %d, Start Frame = %d\n\n",
+      run.width, run.height, run.fps, run.frames, run.startFrame);
+  printReportHeaders(reports);
+  if (measureFrames(run, pictures, video.get(), reports) != SUCCESS)
     return FAILURE;
   video.reset();
-  std::puts("\nFile stream closed\n");
+  reports.console.print(ReportStream::END, "\nFile stream closed\n\n");
   return SUCCESS;
 }
 
-} // namespace
-
-int runCommand(int argc, char **argv) {
+int measureAsCalled(int argc, char **argv, Reports &reports, File &resultsFile) {
   if (argc < 4) {
-    std::puts("Not enough parameters\n");
-    std::printf("Usage: %s nameOfTheMovie.yuv WIDTH HEIGHT [RequestedVQIs] [FPS] [NumberOfFrames] "
-                "[startFrame],\nwhere parameters in square brackets are optional.\n\n",
-                argv[0]);
+    reports.console.print(
+        ReportStream::HEAD,
+        "Not enough parameters\n\n"
+        "Usage: %s nameOfTheMovie.yuv WIDTH HEIGHT [RequestedVQIs] [FPS] [NumberOfFrames] "
+        "[startFrame],\nwhere parameters in square brackets are optional.\n\n",
+        argv[0]);
     return FAILURE;
   }
   File video(std::fopen(argv[1], "r"));
   const int openError = errno;
   // Created or emptied even when there is no video to measure: rows of an earlier run never stay
   // behind.
-  const File resultsFile(std::fopen("metricsResultsCSV.csv", "w"));
+  resultsFile.reset(std::fopen("metricsResultsCSV.csv", "w"));
+  reports.results.open(resultsFile.get());
   if (video == nullptr) {
     errno = openError;
     std::perror("Error opening file.\n\n");
@@ -236,11 +241,26 @@ int runCommand(int argc, char **argv) {
     RunPictures pictures(run);
     if (!parseOptionalArguments(argc, argv, video.get(), run))
       return FAILURE;
-    return measureVideo(run, std::move(video), resultsFile.get(), pictures);
+    return measureVideo(run, std::move(video), reports, pictures);
   } catch (const std::bad_alloc &) {
     reportLackOfMemory(run);
     return FAILURE;
   }
+}
+
+} // namespace
+
+int runCommand(int argc, char **argv) {
+  occupyClosedStreams();
+  File resultsFile;
+  Reports reports;
+  reports.console.open(stdout);
+  const int status = measureAsCalled(argc, argv, reports, resultsFile);
+  for (ReportStream *report : {&reports.results, &reports.console})
+    report->finish();
+  for (const ReportStream *report : {&reports.results, &reports.console})
+    report->reportLoss();
+  return status;
 }
 
 } // namespace lumagauge

@@ -20,12 +20,13 @@ struct FrameMeasures {
   FrameValues values;
   bool hasPrevious = false; ///< a first frame has none
   std::vector<std::uint8_t> changedBlocks;
+  std::vector<std::int16_t> rowBlocks;
 };
 
 /// The costly half: measures a picture against the one before it (null for a first frame), as far
 /// as the indicators of the mask need it. Throws std::bad_alloc; `measures` is then of no use.
 void measureFrame(const Plane &luma, const Plane *previous, std::uint32_t requested,
-                  FrameMeasures &measures);
+                  LumaRange range, FrameMeasures &measures);
 
 /// Whether an indicator of the mask compares a frame with the one before it.
 bool needPrevious(std::uint32_t requested);
@@ -45,6 +46,7 @@ private:
   std::uint32_t requested;
   FreezingState freezing;
   FlickeringState flickering;
+  StaleRowsState staleRows;
   std::vector<std::uint8_t> flickerCounts, flickerStates;
 };
 

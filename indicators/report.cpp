@@ -20,28 +20,26 @@ constexpr char FILE_ROW[] =
     "%05i \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.5f \t%-5.3f \t%-5.5f \t%-d \t%-d \t%-6i "
     "\t%-5.5f \t%-5.5f \t%-8.4f \t%-7.3f \t%-5.5f\n";
 
-void printRow(std::FILE *file, const char *format, const FrameRow &row) {
+void printRow(ReportStream &report, const char *format, const FrameRow &row) {
   const FrameResults &r = row.results;
-  std::fprintf(file, format, row.frame, r.blockiness, r.spatialActivity, r.letterbox, r.pillarbox,
-               r.blockLoss, r.blur, row.temporalActivity, static_cast<int>(r.blackout),
+  report.print(row.frame, format, row.frame, r.blockiness, r.spatialActivity, r.letterbox,
+               r.pillarbox, r.blockLoss, r.blur, row.temporalActivity, static_cast<int>(r.blackout),
                static_cast<int>(row.freezing), static_cast<int>(r.exposure), r.contrast,
                r.interlace, r.noise, r.slice, row.flickering);
 }
 
 } // namespace
 
-void printReportHeaders(std::FILE *resultsFile) {
-  std::fputs(CONSOLE_HEADER, stdout);
-  if (resultsFile != nullptr)
-    std::fputs(FILE_HEADER, resultsFile);
-  else
-    std::puts("\n\n Could not create a log file\n");
+void printReportHeaders(Reports &reports) {
+  reports.console.print(ReportStream::HEAD, "%s", CONSOLE_HEADER);
+  reports.results.print(ReportStream::HEAD, "%s", FILE_HEADER);
+  if (!reports.results.isOpen())
+    reports.console.print(ReportStream::HEAD, "\n\n Could not create a log file\n\n");
 }
 
-void printReportRows(const FrameRow &row, std::FILE *resultsFile) {
-  printRow(stdout, CONSOLE_ROW, row);
-  if (resultsFile != nullptr)
-    printRow(resultsFile, FILE_ROW, row);
+void printReportRows(const FrameRow &row, Reports &reports) {
+  printRow(reports.console, CONSOLE_ROW, row);
+  printRow(reports.results, FILE_ROW, row);
 }
 
 } // namespace lumagauge

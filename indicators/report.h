@@ -6,10 +6,10 @@
 #ifndef LUMAGAUGE_INDICATORS_REPORT_H
 #define LUMAGAUGE_INDICATORS_REPORT_H
 
+#include "indicators/report_stream.h"
 #include "indicators/routines.h"
 
 #include <cstdint>
-#include <cstdio>
 
 namespace lumagauge {
 
@@ -22,10 +22,10 @@ struct FrameRow {
   double flickering;
 };
 
-/// Write the header on standard output and, unless `resultsFile` is null, in the results file;
-/// without one a message says so. Write errors are not looked at.
-void printReportHeaders(std::FILE *resultsFile);
-void printReportRows(const FrameRow &row, std::FILE *resultsFile);
+/// Print the header in both reports; where the results file is not open, a message on the console
+/// says so.
+void printReportHeaders(Reports &reports);
+void printReportRows(const FrameRow &row, Reports &reports);
 
 } // namespace lumagauge
 

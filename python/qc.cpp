@@ -29,6 +29,7 @@ void take(const py::dict &options, const char *name, Target &target) {
 
 qc::SourceOptions sourceOptions(const py::dict &options) {
   qc::SourceOptions source;
+  source.seek = false; // a wrong entry would have to begin anew, with frames given out already
   if (options.contains("width")) {
     qc::RawLayout &raw = source.raw.emplace();
     take<std::uint32_t>(options, "width", raw.width);
@@ -46,6 +47,7 @@ qc::SourceOptions sourceOptions(const py::dict &options) {
     source.duration = qc::Seconds{options["duration"].cast<double>()};
   if (options.contains("frames"))
     source.duration = qc::Frames{options["frames"].cast<std::int64_t>()};
+  take<bool>(options, "stream_times", source.streamTimes);
   take<int>(options, "decode_threads", source.decodeThreads);
   take<std::int64_t>(options, "max_pixels", source.maxPixels);
   take<std::vector<std::string>>(options, "protocols", source.protocols);
@@ -80,15 +82,16 @@ py::dict infoDict(const qc::InputInfo &info) {
                   "bit_depth"_a = info.bitDepth, "luma"_a = textOf(info.lumaRule),
                   "range"_a = textOf(info.range), "average_rate"_a = info.averageRate,
                   "rate"_a = info.rate, "rate_origin"_a = textOf(info.rateOrigin),
-                  "duration"_a = info.duration, "frame_count"_a = info.frameCount,
-                  "warnings"_a = warnings);
+                  "start_time"_a = info.startTime, "duration"_a = info.duration,
+                  "frame_count"_a = info.frameCount, "warnings"_a = warnings);
 }
 
 py::list errorList(const qc::InputEnd &end) {
   py::list list;
   for (const qc::DecodeError &error : end.errors)
     list.append(py::dict("frame"_a = error.frame, "time"_a = error.time,
-                         "message"_a = textOf(error.message)));
+                         "message"_a = textOf(error.message), "kind"_a = qc::kindName(error.kind),
+                         "missing"_a = error.missing, "end"_a = error.endTime));
   return list;
 }
 
@@ -113,7 +116,8 @@ py::list eventList(const qc::Judgement &judgement) {
     list.append(py::dict("kind"_a = event.kind, "severity"_a = qc::severityName(event.severity),
                          "start"_a = event.startTime, "end"_a = event.endTime,
                          "start_frame"_a = event.startFrame, "end_frame"_a = event.endFrame,
-                         "frames"_a = event.frames, "worst"_a = event.worst));
+                         "frames"_a = event.frames, "worst"_a = event.worst,
+                         "worst_frame"_a = event.worstFrame, "text"_a = textOrNone(event.text)));
   return list;
 }
 
@@ -122,6 +126,13 @@ py::list brokenList(const qc::Judgement &judgement) {
   for (const qc::BrokenRule &rule : judgement.broken)
     list.append(py::dict("kind"_a = rule.kind, "severity"_a = qc::severityName(rule.severity),
                          "reason"_a = textOf(rule.reason)));
+  return list;
+}
+
+py::list notJudgedList(const qc::Judgement &judgement) {
+  py::list list;
+  for (const qc::NotJudged &rule : judgement.notJudged)
+    list.append(py::dict("kind"_a = rule.kind, "reason"_a = textOf(rule.reason)));
   return list;
 }
 
@@ -208,15 +219,18 @@ struct Finding {
 };
 
 Finding judge(Order order, const std::string &profileName, const Unlocked &unlocked) {
+  const std::uint32_t indicators = order.indicators;
   const qc::Profile profile = qc::loadProfile(profileName);
   WatchedFeed watched(std::move(order), unlocked);
-  qc::Judge judge(profile, watched.info);
+  qc::Judge judge(profile, watched.info, indicators);
   Finding finding{watched.info, {}, {}, {}};
   while (const std::optional<qc::FrameRecord> record = watched.next(unlocked)) {
     judge.add(*record);
     finding.rows.push_back(frameRowOf(*record));
   }
   finding.end = watched.feed.end();
+  finding.info.warnings.insert(finding.info.warnings.end(), finding.end.warnings.begin(),
+                               finding.end.warnings.end());
   finding.judgement = judge.finish(finding.end);
   return finding;
 }
@@ -233,8 +247,9 @@ py::dict check(const py::object &path, const py::dict &options, std::uint32_t ma
   return py::dict(
       "input"_a = infoDict(finding.info), "events"_a = eventList(judgement),
       "broken_rules"_a = brokenList(judgement), "decode_errors"_a = errorList(finding.end),
-      "summaries"_a = summaryList(judgement), "not_judged"_a = judgement.notJudged,
-      "verdict"_a = qc::verdictName(judgement.verdict), "reason"_a = textOrNone(judgement.reason),
+      "summaries"_a = summaryList(judgement), "not_judged"_a = notJudgedList(judgement),
+      "rule_count"_a = judgement.rules, "verdict"_a = qc::verdictName(judgement.verdict),
+      "reason"_a = textOrNone(judgement.reason),
       "exit_status"_a = qc::exitStatus(judgement.verdict), "frame_count"_a = judgement.frames,
       "duration"_a = judgement.duration,
       "_rows"_a = arrayOf(std::move(finding.rows), frameRowType()));

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/inputs.h"
 
+#include "qc/source/input_file.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
+#include <sstream>
 #include <unordered_set>
 
 namespace lumagauge::qc {
@@ -21,6 +23,7 @@ constexpr std::array<std::string_view, 42> VIDEO_EXTENSIONS{
     "gxf", "h264", "h265", "hevc", "ivf", "m1v", "m2t",  "m2ts", "m2v", "m4v", "mj2",
     "mkv", "mov",  "mp4",  "mpeg", "mpg", "mts", "mxf",  "nut",  "obu", "ogg", "ogm",
     "ogv", "qt",   "rm",   "rmvb", "ts",  "vob", "webm", "wmv",  "y4m"};
+constexpr std::size_t MOST_LIST_BYTES = std::size_t{64} << 20; ///< a million names
 constexpr std::string_view RAW_EXTENSION = "yuv";
 
 bool isVideo(const fs::path &path, bool raw) {
@@ -42,7 +45,8 @@ std::vector<std::string> videosBelow(const fs::path &folder, bool raw) {
   std::error_code error;
   fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
                                          error);
-  for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error))
+  for (; !error && !isReadingCancelled() && entry != fs::recursive_directory_iterator();
+       entry.increment(error))
     if (entry->is_regular_file(error) && isVideo(entry->path(), raw))
       found.push_back(entry->path().string());
   if (error || found.empty())
@@ -51,18 +55,17 @@ std::vector<std::string> videosBelow(const fs::path &folder, bool raw) {
   return found;
 }
 
-std::vector<std::string> linesOf(const std::string &list) {
-  std::ifstream file;
-  if (list != "-")
-    file.open(list);
-  std::istream &stream = list == "-" ? std::cin : file;
+std::vector<std::string> linesOf(const std::string &list, const Options &options) try {
+  std::istringstream stream(readText(list, MOST_LIST_BYTES, options.source.notice));
   std::vector<std::string> lines;
   for (std::string line; std::getline(stream, line);)
     if (!line.empty())
       lines.push_back(std::move(line));
-  if (!stream.eof())
-    throw InputError("--files-from " + list + ": the list cannot be read");
+  if (lines.empty() && !options.allowEmpty)
+    throw InputError("it names no input; where that may be, give --allow-empty");
   return lines;
+} catch (const InputError &error) {
+  throw InputError("--files-from " + list + ": " + error.what());
 }
 
 } // namespace
@@ -70,7 +73,7 @@ std::vector<std::string> linesOf(const std::string &list) {
 std::vector<std::string> listInputs(const Options &options) {
   std::vector<std::string> named = options.inputs;
   for (const std::string &list : options.lists) {
-    std::vector<std::string> lines = linesOf(list);
+    std::vector<std::string> lines = linesOf(list, options);
     named.insert(named.end(), std::make_move_iterator(lines.begin()),
                  std::make_move_iterator(lines.end()));
   }

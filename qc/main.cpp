@@ -1,23 +1,29 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // `lumagauge-qc`: options and wiring.
+#include "commands/standard_streams.h"
 #include "qc/inputs.h"
-#include "qc/judge/judge.h"
-#include "qc/measure/pipeline.h"
-#include "qc/options.h"
-#include "qc/report/batch.h"
+#include "qc/interruption.h"
+#include "qc/judge/profile.h"
+#include "qc/library/collect.h"
+#include "qc/library/plan.h"
+#include "qc/live/live_run.h"
+#include "qc/picture_report.h"
+#include "qc/report/atomic_file.h"
 #include "qc/report/console.h"
-#include "qc/report/progress.h"
-#include "qc/report/result_files.h"
-#include "qc/source/input_file.h"
+#include "qc/report/join.h"
+#include "qc/report/output.h"
+#include "qc/run.h"
 
-#include <unistd.h>
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <csignal>
 #include <exception>
+#include <filesystem>
 #include <iostream>
-#include <memory>
+#include <numeric>
 
 namespace lumagauge::qc {
 
@@ -25,111 +31,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-volatile std::sig_atomic_t caughtSignal = 0;
-
-/// Asked to end: unwinds, so that unfinished output is taken away.
-struct Interrupted {};
-
-void catchSignals() {
-  struct sigaction action {};
-  action.sa_handler = [](int signal) {
-    static volatile std::sig_atomic_t caught = 0;
-    caughtSignal = signal;
-    cancelReading();
-    caught = caught + 1;
-    // The first asks, and may come twice (timeout sends it to the process and to its group); an
-    // input that gives nothing must not hold up an end that is insisted on.
-    if (caught == 3)
-      _exit(128 + signal);
-  };
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-  // A reader that went away shows as a failed write.
-  std::signal(SIGPIPE, SIG_IGN);
-}
-
-void endIfAsked() {
-  if (caughtSignal != 0)
-    throw Interrupted();
-}
-
-/// Everything of a run that is the same for all its inputs.
-struct Run {
-  Options options;
-  Profile profile;
-  Settings settings;
-};
-
-Progress makeProgress(const Options &options, const InputInfo &info) {
-  const bool terminal = isatty(STDERR_FILENO) != 0;
-  const ProgressMode mode = options.progress == ProgressChoice::plain ? ProgressMode::plain
-                            : options.progress == ProgressChoice::automatic && terminal
-                                ? ProgressMode::bar
-                                : ProgressMode::none;
-  const Window::Part part = Window(options.source).expected(info);
-  return Progress(std::cerr, mode, info.path, part.frames, part.seconds, part.begin);
-}
-
-BatchRow notMeasured(const std::string &input, const std::string &reason) {
-  const Judgement judgement = unmeasured(reason);
-  printVerdict(std::cout, input, judgement);
-  return batchRow(input, judgement);
-}
-
-BatchRow measureInput(const Run &run, const std::string &input, const ResultPaths &paths) {
-  const Options &options = run.options;
-  const std::unique_ptr<VideoSource> source = openSource(input, options.source);
-  const InputInfo &info = source->info();
-  for (const std::string &warning : options.quiet ? info.warnings : std::vector<std::string>())
-    std::cerr << "lumagauge-qc: " << printable(input) << ": " << warning << '\n';
-  std::unique_ptr<ResultFiles> files;
-  if (!options.outputFolder.empty())
-    files =
-        std::make_unique<ResultFiles>(paths, info, run.settings, run.profile, options.withFrames);
-  Judge judge(run.profile, info);
-  {
-    Progress progress = makeProgress(options, info);
-    measureFrames(*source, options.indicators, run.settings.threads,
-                  [&](const FrameRecord &record) {
-                    endIfAsked();
-                    judge.add(record);
-                    if (files)
-                      files->add(record);
-                    progress.update(record);
-                  });
-  }
-  endIfAsked(); // the input may have ended for the same reason
-  const Judgement judgement = judge.finish(source->end());
-  if (files)
-    files->finish(source->end(), judgement);
-  printReport(std::cout, info, source->end(), judgement, options.quiet);
-  return batchRow(input, judgement);
-}
-
-/// Measures one input or passes over it; what is wrong with the input stays with it.
-BatchRow answer(const Run &run, const std::string &input, const std::string &name) {
-  const ResultPaths paths(run.options.outputFolder, name);
-  if (run.options.resume && input != "-")
-    if (auto row = readCompleteResult(paths, input, run.settings, run.profile))
-      return *row;
-  try {
-    return measureInput(run, input, paths);
-  } catch (const InputError &error) {
-    endIfAsked(); // which is why it could not be opened
-    return notMeasured(input, error.what());
-  } catch (const std::bad_alloc &) {
-    return notMeasured(input, "it asks for more memory than there is: the machine has too little "
-                              "(fewer --threads need less) or the input is damaged");
-  }
-}
-
-void writeSummary(const Run &run, const std::vector<BatchRow> &rows) {
-  printBatchTable(std::cout, rows);
-  if (run.options.outputFolder.empty())
-    return;
-  AtomicFile summary(ResultPaths(run.options.outputFolder, SUMMARY_NAME).csv);
-  writeBatchCsv(summary.stream(), rows);
-  summary.commit();
+void makeOutputFolder(const std::string &folder) {
+  std::error_code error;
+  if (!folder.empty())
+    fs::create_directories(folder, error);
+  if (error)
+    throw OutputError(folder + ": cannot be made: " + error.message());
 }
 
 void checkStandardOutput() {
@@ -137,29 +44,121 @@ void checkStandardOutput() {
     throw OutputError("standard output cannot be written");
 }
 
-int answerAll(const Run &run) {
-  const std::vector<std::string> inputs = listInputs(run.options);
-  const std::vector<std::string> names = outputNames(inputs);
-  if (!run.options.outputFolder.empty()) {
-    std::error_code error;
-    fs::create_directories(run.options.outputFolder, error);
-    if (error)
-      throw OutputError(run.options.outputFolder + ": cannot be made: " + error.message());
-  }
+struct Task {
+  std::string input, name; ///< the name is that of the whole result
+  std::optional<FrameRange> range;
+};
+
+std::vector<BatchRow> answerEach(const Run &run, const std::vector<Task> &tasks) {
+  makeOutputFolder(run.options.outputFolder);
   std::vector<BatchRow> rows;
-  int status = 0;
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    rows.push_back(answer(run, inputs[i], names[i]));
-    status = std::max(status, exitStatus(rows.back().verdict));
-    checkStandardOutput();
+  for (std::size_t i = 0; i < tasks.size() && interruption() == 0; ++i) {
+    const auto &[input, name, range] = tasks[i];
+    rows.push_back(answer(range ? partRun(run, *range) : run, input, name));
+    if (run.options.outputFolder.empty())
+      checkStandardOutput(); // else the files are worth going on for
+    else
+      std::cout.flush();
   }
-  const bool isBatch = inputs.size() > 1 || run.options.recursive || !run.options.lists.empty();
-  if (isBatch)
-    writeSummary(run, rows);
-  else if (!rows.empty() && rows.front().resumed)
-    printBatchTable(std::cout, rows); // else nothing would say why the status is what it is
-  checkStandardOutput();
+  return rows;
+}
+
+int worstStatus(const std::vector<BatchRow> &rows) {
+  int status = 0;
+  for (const BatchRow &row : rows)
+    status = std::max(status, exitStatus(row.verdict));
   return status;
+}
+
+int answerAll(const Run &run) {
+  const Options &options = run.options;
+  const std::vector<std::string> inputs = listInputs(options);
+  const std::vector<std::string> names = outputNames(inputs);
+  std::vector<Task> tasks;
+  for (std::size_t i = 0; i < inputs.size(); ++i)
+    tasks.push_back({inputs[i], names[i], {}});
+  const std::vector<BatchRow> rows = answerEach(run, tasks);
+  const bool isBatch = inputs.size() > 1 || options.recursive || !options.lists.empty();
+  // Without it nothing would say why the status of a result that was taken over is what it is.
+  if (isBatch || (!rows.empty() && rows.front().resumed))
+    printBatchTable(std::cout, rows, inputs.size() - rows.size());
+  if (isBatch && !options.outputFolder.empty())
+    writeSummary(options.outputFolder, rows);
+  if (options.html && options.htmlFile.empty() && (isBatch || hasIndex(options.outputFolder)))
+    writeIndex(options.outputFolder);
+  checkStandardOutput();
+  return worstStatus(rows);
+}
+
+/// Measures a part of a plan. What closes a batch is made of all parts' results, by collecting.
+int answerPart(const Run &run) {
+  std::vector<Task> tasks;
+  const Plan plan = readPlan(run.options.measuredPlan, [&](const PlanEntry &entry) {
+    if (entry.part == run.options.part)
+      tasks.push_back({entry.path, entry.range ? wholeName(entry.name, *entry.range) : entry.name,
+                       entry.range});
+  });
+  if (*run.options.part > plan.parts)
+    throw InputError(fmt::format("--part {}: {} has parts 1 to {}", *run.options.part,
+                                 run.options.measuredPlan, plan.parts));
+  const std::vector<BatchRow> rows = answerEach(run, tasks);
+  printBatchTable(std::cout, rows, tasks.size() - rows.size());
+  checkStandardOutput();
+  return worstStatus(rows);
+}
+
+/// Writes a plan and tells how evenly it is dealt.
+int plan(const Options &options) {
+  const Plan plan =
+      makePlan(listInputs(options), options.parts, options.probe, options.longest, options.source);
+  writePlan(plan, options.planFile);
+  std::vector<double> loads(static_cast<std::size_t>(plan.parts));
+  const std::vector<double> cost = costs(plan);
+  for (std::size_t i = 0; i < cost.size(); ++i)
+    loads[static_cast<std::size_t>(plan.entries[i].part - 1)] += cost[i];
+  const auto [least, most] = std::minmax_element(loads.begin(), loads.end());
+  const double mean = std::accumulate(loads.begin(), loads.end(), 0.0) / plan.parts;
+  fmt::print(std::cout,
+             "{}: {} input{} in {} part{}, which cost {:.0f} % to {:.0f} % of the mean\n",
+             printable(options.planFile), plan.entries.size(), plan.entries.size() == 1 ? "" : "s",
+             plan.parts, plan.parts == 1 ? "" : "s", 100 * *least / mean, 100 * *most / mean);
+  checkStandardOutput();
+  return 0;
+}
+
+/// Says of all results of a folder what a run says of its inputs.
+int collectResults(const Options &options) {
+  const Collection all = collect(options.collectFolder, options.planFile, options.libraryFrames,
+                                 loadProfile(options.profile, options.source.notice),
+                                 options.profileGiven, options.source.notice);
+  if (all.hasReports)
+    writeIndex(options.collectFolder);
+  printBatchTable(std::cout, all.rows, 0, options.quiet);
+  fmt::print(std::cout, "{} result{} read, {} gone, {} missing\n", all.read,
+             all.read == 1 ? "" : "s", all.removed, all.missing);
+  if (!all.openParts.empty())
+    fmt::print(std::cout, "parts to measure again: {}\n", fmt::join(all.openParts, ","));
+  checkStandardOutput();
+  return worstStatus(all.rows);
+}
+
+int measureLive(const Run &run) {
+  makeOutputFolder(run.options.outputFolder);
+  return runLive(run);
+}
+
+/// Makes whole results of parts.
+int joinAll(const Options &options) {
+  const Joining joining{options.outputFolder, loadProfile(options.profile, options.source.notice),
+                        options.profileGiven, options.withFrames, options.quiet};
+  makeOutputFolder(options.outputFolder);
+  const std::vector<BatchRow> rows = joinAll(findParts(options.inputs), joining, std::cout);
+  if (rows.size() > 1) {
+    printBatchTable(std::cout, rows);
+    writeSummary(options.outputFolder, rows);
+  }
+  checkStandardOutput();
+  return worstStatus(rows);
 }
 
 int runCommand(int argc, const char *const *argv) {
@@ -169,23 +168,30 @@ int runCommand(int argc, const char *const *argv) {
     checkStandardOutput();
     return *status;
   }
-  Run run{std::get<Options>(std::move(parsed)), {}, {}};
-  const Options &options = run.options;
+  Options options = std::get<Options>(std::move(parsed));
+  options.source.notice = [](const std::string &what) {
+    std::cerr << "lumagauge-qc: " << printable(what) << '\n';
+  };
   if (options.printProfile) {
-    std::cout << profileText(options.profile);
+    std::cout << profileText(options.profile, options.source.notice);
     checkStandardOutput();
     return 0;
   }
-  run.profile = loadProfile(options.profile);
-  run.settings = {.version = LUMAGAUGE_VERSION,
-                  .indicators = options.indicators,
-                  .source = describeSource(options.source),
-                  .start = options.startText,
-                  .duration = options.durationText,
-                  .frames = options.frames,
-                  .threads = options.threads > 0 ? options.threads : usableCpus(),
-                  .decodeThreads = options.source.decodeThreads};
-  return answerAll(run);
+  if (options.join)
+    return joinAll(options);
+  if (!options.htmlFrom.empty()) {
+    makeOutputFolder(options.outputFolder);
+    makePageFrom(options);
+    return 0;
+  }
+  if (!options.collectFolder.empty())
+    return collectResults(options);
+  if (options.parts != 0)
+    return plan(options);
+  const Run run = makeRun(std::move(options));
+  if (run.options.live.enabled)
+    return measureLive(run);
+  return run.options.part ? answerPart(run) : answerAll(run);
 }
 
 } // namespace
@@ -194,15 +200,16 @@ int runCommand(int argc, const char *const *argv) {
 
 int main(int argc, char **argv) {
   using namespace lumagauge::qc;
+  lumagauge::occupyClosedStreams();
   // Whatever goes wrong here is the tool's or its user's: never the status of a measured input.
+  int status = USAGE_ERROR;
   try {
-    return runCommand(argc, argv);
-  } catch (const Interrupted &) {
-    return 128 + caughtSignal;
+    status = runCommand(argc, argv);
   } catch (const std::bad_alloc &) {
     std::cerr << "lumagauge-qc: there is not enough memory\n";
   } catch (const std::exception &error) {
-    std::cerr << "lumagauge-qc: " << error.what() << '\n';
+    if (interruption() == 0) // which is why a profile or a list could not be read
+      std::cerr << "lumagauge-qc: " << error.what() << '\n';
   }
-  return USAGE_ERROR;
+  return interruption() != 0 ? 128 + interruption() : status;
 }

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/options.h"
+#include "qc/html_options.h"
+#include "qc/modes.h"
+#include "qc/scale_options.h"
 
 #include "qc/judge/profile.h"
+#include "qc/live/live_cli.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -10,6 +14,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <sstream>
 
 namespace lumagauge::qc {
 
@@ -52,7 +57,7 @@ std::optional<std::uint32_t> parseMask(std::string_view text) {
 
 /// What the command line says, as text, where it takes more than CLI11 to understand it.
 struct Texts {
-  std::string size, pixelFormat = "yuv420p", indicators = "all", progress = "auto";
+  std::string size, pixelFormat = "yuv420p", indicators = "all", progress = "auto", range, html;
   std::int64_t frameBytes = 0;
   std::int64_t frames = 0;
   double fps = 0;
@@ -98,23 +103,22 @@ struct HelpFormatter : CLI::Formatter {
   }
 };
 
-[[noreturn]] void refuse(const std::string &message) {
-  throw CLI::ValidationError(message, CLI::ExitCodes::ValidationError);
-}
-
 void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
   app.add_option("INPUT", options.inputs,
                  "Videos, folders with --recursive, - for standard input. Every other name is that "
                  "of a file, whatever it looks like; put -- ahead of names that begin with a dash");
   app.add_flag("--recursive", options.recursive, "Measure the videos in folders and below");
-  app.add_option("--files-from", options.lists, "Read names of inputs from FILE, a line each")
-      ->type_name("FILE|-")
-      ->allow_extra_args(false);
+  auto *lists =
+      app.add_option("--files-from", options.lists, "Read names of inputs from FILE, a line each")
+          ->type_name("FILE|-")
+          ->allow_extra_args(false);
+  app.add_flag("--allow-empty", options.allowEmpty, "Let FILE name no input")->needs(lists);
   app.add_option("--stream", texts.stream, "Stream number in the container [first video]")
       ->type_name("N")
       ->check(CLI::NonNegativeNumber);
-  app.add_option("--start", options.startText,
-                 "Where to begin: 12.5, 1:02:03.5, or 250f for frames")
+  app.add_option(
+         "--start", options.startText,
+         "Where to begin, from the first picture on: 12.5, 1:02:03.5, 10m, or 250f for frames")
       ->type_name("T");
   auto *duration =
       app.add_option("--duration", options.durationText, "How much to measure, in the same forms")
@@ -123,6 +127,8 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT))
       ->excludes(duration);
+  app.add_flag("--stream-times", options.source.streamTimes,
+               "Give times as the stream stamps its pictures, instead of from the first one on");
   app.add_option("--fps", texts.fps,
                  fmt::format("Frame rate, instead of what the input says [raw: {}]", DEFAULT_RATE))
       ->type_name("RATE")
@@ -143,8 +149,27 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
       ->check(CLI::Range(std::int64_t{1}, MAX_COUNT));
 }
 
+void addPartOptions(CLI::App &app, Options &options, Texts &texts) {
+  app.add_option("--range", texts.range,
+                 "Measure a part that --join makes a whole of: A:B are frames A to B-1, A: those "
+                 "from A on")
+      ->type_name("FRAMES")
+      ->excludes(app.get_option("--start"))
+      ->excludes(app.get_option("--duration"))
+      ->excludes(app.get_option("--frames"))
+      ->excludes(app.get_option("--html")); // a page is that of a whole: --html-from
+  app.add_flag("!--no-seek", options.source.seek,
+               "Decode all that lies ahead of --start or --range: sure of the frame numbers also "
+               "where the video is damaged");
+  app.add_flag("--join", options.join,
+               "Make whole results of parts: each INPUT is a JSON file of --range, or a folder")
+      ->needs(app.get_option("--output"))
+      ->excludes(app.get_option("--range"));
+}
+
 void addTrustOptions(CLI::App &app, Options &options) {
-  app.add_option("--max-pixels", options.source.maxPixels, "Refuse larger pictures")
+  app.add_option("--max-pixels", options.source.maxPixels,
+                 "Refuse pictures of more samples, each of which takes some 10 bytes")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, MAX_MAX_PIXELS))
       ->capture_default_str();
@@ -162,11 +187,11 @@ void addMeasureOptions(CLI::App &app, Options &options, Texts &texts) {
                  fmt::format("Which to measure, between commas: {}; or a mask",
                              fmt::join(INDICATOR_NAMES, ", ")))
       ->type_name("LIST");
-  app.add_option("--threads", options.threads, "Frames measured at once [CPUs]")
+  app.add_option("--threads", options.threads, "Frames measured at once, at most 4 a CPU [CPUs]")
       ->type_name("N")
       ->check(CLI::Range(1, MAX_THREADS));
   app.add_option("--decode-threads", options.source.decodeThreads,
-                 "Threads of the decoder, 0 for its own choice; 1 makes damaged video reproducible")
+                 "Threads of the decoder, 0 for its own choice")
       ->type_name("N")
       ->check(CLI::Range(0, 64))
       ->capture_default_str();
@@ -182,9 +207,10 @@ void addOutputOptions(CLI::App &app, Options &options, Texts &texts) {
                                 "Write NAME.csv and NAME.json of each input into DIR")
                      ->type_name("DIR");
   app.add_flag("--resume", options.resume,
-               "Pass over inputs whose complete and newer result is in DIR")
+               "Pass over inputs whose complete result, of the same file, is in DIR")
       ->needs(output);
   app.add_flag("!--no-frames", options.withFrames, "Leave the frames out of NAME.json");
+  addHtmlOptions(app, options, texts.html);
   app.add_flag("--quiet", options.quiet, "Print the verdict alone");
   app.add_option("--progress", texts.progress,
                  "What to show while measuring; auto is a bar on a terminal")
@@ -221,6 +247,10 @@ void understand(const CLI::App &app, const Texts &texts, Options &options) {
     source.duration = extentOption("--duration", options.durationText);
   if (app.count("--frames") != 0)
     source.duration = Frames{*(options.frames = texts.frames)};
+  if (app.count("--range") != 0 && !(options.range = parseRange(texts.range)))
+    refuse(fmt::format("--range {}: expected frame numbers A:B, A below B, as 0:15000 or 15000:",
+                       texts.range));
+  options.profileGiven = app.count("--profile") != 0;
   if (app.count("--fps") != 0) {
     if (!std::isfinite(texts.fps))
       refuse("--fps: expected a finite number");
@@ -231,20 +261,27 @@ void understand(const CLI::App &app, const Texts &texts, Options &options) {
     refuse(fmt::format("--indicators {}: expected names out of {}, or a mask", texts.indicators,
                        fmt::join(INDICATOR_NAMES, ", ")));
   options.indicators = *mask;
+  checkModes(app);
+  checkLiveOptions(options);
   options.progress = texts.progress == "plain"  ? ProgressChoice::plain
                      : texts.progress == "none" ? ProgressChoice::none
                                                 : ProgressChoice::automatic;
+  understandHtml(app, texts.html, options);
   const auto uses = std::count(options.inputs.begin(), options.inputs.end(), "-") +
                     std::count(options.lists.begin(), options.lists.end(), "-");
   if (uses > 1)
     refuse("standard input (-) can be used once");
-  if (options.inputs.empty() && options.lists.empty() && !options.printProfile)
-    refuse("no INPUT is given; --help shows the options");
+  understandScale(options);
 }
 
 } // namespace
 
 std::optional<Extent> parseExtent(std::string_view text) {
+  if (const double unit = text.ends_with('m') ? 60 : text.ends_with('h') ? 3600 : 0; unit > 0) {
+    text.remove_suffix(1);
+    const auto units = text.empty() ? std::nullopt : parseSeconds(text);
+    return units ? std::optional<Extent>(Seconds{*units * unit}) : std::nullopt;
+  }
   if (text.ends_with('f')) {
     text.remove_suffix(1);
     const auto frames = text.empty() ? std::nullopt : parseNumber<std::int64_t>(text);
@@ -265,6 +302,18 @@ std::optional<Extent> parseExtent(std::string_view text) {
     text.remove_prefix(colon + 1);
   }
   return std::nullopt;
+}
+
+std::optional<FrameRange> parseRange(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  if (colon == std::string_view::npos || text.size() == 1)
+    return std::nullopt;
+  const std::string_view first = text.substr(0, colon), behind = text.substr(colon + 1);
+  const auto begin = parseNumber<std::int64_t>(first.empty() ? "0" : first);
+  const auto end = behind.empty() ? std::nullopt : parseNumber<std::int64_t>(behind);
+  const bool isRange =
+      begin && *begin < MAX_COUNT && (end ? *begin < *end && *end <= MAX_COUNT : behind.empty());
+  return isRange ? std::optional(FrameRange{*begin, end}) : std::nullopt;
 }
 
 std::optional<std::uint32_t> parseIndicators(std::string_view text) {
@@ -312,6 +361,27 @@ std::string describeSource(const SourceOptions &source) {
   return fmt::format("{}", fmt::join(parts, " "));
 }
 
+void adoptSource(const std::string &description, SourceOptions &source) {
+  std::istringstream words(description);
+  for (std::string word; words >> word;) {
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals), value = word.substr(equals + 1);
+    if (name == "stream" && !source.stream) {
+      source.stream = parseNumber<int>(value);
+    } else if (name == "fps" && !source.fps) {
+      source.fps = parseNumber<double>(value);
+    } else if (name == "raw" && !source.raw) {
+      // WIDTHxHEIGHT:FORMAT:BYTES
+      const std::size_t colon = value.find(':'), second = value.find(':', colon + 1);
+      if (const auto size = parseSize(value.substr(0, colon)); size && colon != value.npos)
+        source.raw =
+            RawLayout{size->first, size->second, value.substr(colon + 1, second - colon - 1),
+                      second == value.npos ? std::nullopt
+                                           : parseNumber<std::int64_t>(value.substr(second + 1))};
+    }
+  }
+}
+
 std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::ostream &out,
                                         std::ostream &err) {
   Options options;
@@ -322,7 +392,8 @@ std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::
   app.footer("Exit status:\n"
              "  0  measured, and no rule of severity fail is broken\n"
              "  1  measured, and a rule of severity fail is broken\n"
-             "  2  not measured, or wrong usage; of several inputs the worst");
+             "  2  not measured, or wrong usage; of several inputs the worst\n"
+             "  130, 143  interrupted by Ctrl-C or SIGTERM; what was measured so far is judged");
   app.formatter(std::make_shared<HelpFormatter>());
   app.get_formatter()->column_width(WIDEST_OPTION + 2);
   app.set_version_flag("--version", "lumagauge-qc " LUMAGAUGE_VERSION);
@@ -330,6 +401,9 @@ std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::
   addTrustOptions(app, options);
   addMeasureOptions(app, options, texts);
   addOutputOptions(app, options, texts);
+  addPartOptions(app, options, texts);
+  addScaleOptions(app, options);
+  addLiveOptions(app, options);
   try {
     app.parse(arguments(argc, argv));
     understand(app, texts, options);

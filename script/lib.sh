@@ -21,23 +21,32 @@ become_root() {
   fi
 }
 
-# build_directory PRESET FOLDER [cmake option...]: configures and builds FOLDER with all CPUs.
+# build_directory PRESET FOLDER [cmake option...]: configures and builds FOLDER with all CPUs. Warnings
+# are errors where the environment has LUMAGAUGE_WERROR=ON.
 build_directory() {
   local preset=$1 folder=$2
   shift 2
-  (cd "$ROOT" && cmake --preset "$preset" -B "$folder" "$@")
+  (cd "$ROOT" && cmake --preset "$preset" -B "$folder" \
+    -DLUMAGAUGE_WERROR="${LUMAGAUGE_WERROR:-OFF}" "$@")
   cmake --build "$ROOT/$folder" --parallel "$(nproc)"
 }
 
-# run_tests FOLDER [ctest argument...]: runs the tests built there and ends with CTest's summary.
-# The sanitizers of g++ 12 stop at start where the kernel moves mappings further than they reckon
-# with, so addresses are left unrandomised where the system lets us.
-run_tests() {
-  local folder=$1 fixed_addresses=()
-  shift
+# fix_addresses: sets FIXED_ADDRESSES to what runs a command with unrandomised addresses, where the
+# system lets us: the sanitizers of g++ 12 stop at start where the kernel moves mappings further than
+# they reckon with.
+fix_addresses() {
+  FIXED_ADDRESSES=()
   if setarch --addr-no-randomize true 2>/dev/null; then
-    fixed_addresses=(setarch --addr-no-randomize)
+    FIXED_ADDRESSES=(setarch --addr-no-randomize)
   fi
-  "${fixed_addresses[@]}" ctest --test-dir "$ROOT/$folder" --output-on-failure --no-tests=error \
-    --parallel "$(nproc)" "$@"
+}
+
+# run_tests FOLDER [ctest argument...]: runs the tests built there and ends with CTest's summary. One
+# that takes more than five minutes hangs.
+run_tests() {
+  local folder=$1
+  shift
+  fix_addresses
+  "${FIXED_ADDRESSES[@]}" ctest --test-dir "$ROOT/$folder" --output-on-failure --no-tests=error \
+    --timeout 300 --parallel "$(nproc)" "$@"
 }

@@ -29,9 +29,33 @@ struct BorderSums {
   std::uint32_t border;
 };
 
+/// Sums of absolute differences between neighbouring samples across a border of 8 or more samples,
+/// and just before and just after it.
+struct BorderSteps {
+  std::uint16_t before, step, after, unused; ///< the last is 0
+};
+
+/// Sums of absolute differences between neighbouring samples inside a segment: along its rows and
+/// down its columns.
+struct SegmentGradients {
+  std::uint16_t along, down;
+};
+
+/// Between two blocks of 8x8 samples: the sum of absolute differences, and how much the sums of
+/// their upper and of their lower halves differ, added.
+struct BlockChange {
+  std::uint16_t absolute, shift;
+};
+
 /// Samples of 8x8 blocks, side by side: sample (x, y) of block i is at [(8 * y + x) * BLOCK_STRIP +
 /// i].
 constexpr std::size_t BLOCK_STRIP = 1000;
+
+/// Numbers of samples at both ends of a range.
+struct EndCounts {
+  std::size_t low;
+  std::size_t high;
+};
 
 struct RowOperations {
   const char *form; ///< "plain", or the vector instructions by their usual name
@@ -46,6 +70,17 @@ struct RowOperations {
   std::size_t (*countEqual)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
   /// The first i at which a[i] and b[i] differ, n when none does.
   std::size_t (*firstDifference)(const std::uint8_t *a, const std::uint8_t *b, std::size_t n);
+  /// The numbers of samples that are at most `low`, and at least `high`.
+  EndCounts (*countEnds)(const std::uint8_t *row, std::size_t n, std::uint8_t low,
+                         std::uint8_t high);
+  /// Makes those of n marks 1 whose samples are above `level`, and returns how many are 1 then.
+  /// Marks are 0 or 1.
+  std::size_t (*markAbove)(const std::uint8_t *row, std::size_t n, std::uint8_t level,
+                           std::uint8_t *marks);
+  /// The number of samples before the first, and behind the last, that is above `level`; n when
+  /// none is.
+  std::size_t (*darkStart)(const std::uint8_t *row, std::size_t n, std::uint8_t level);
+  std::size_t (*darkEnd)(const std::uint8_t *row, std::size_t n, std::uint8_t level);
   /// Sum of the squared magnitudes of the Roberts cross, (above[x-1] - row[x])^2 + (above[x] -
   /// row[x-1])^2, over 2 to 500 rows but the first, at `top`, and over the columns from 1 on. 0
   /// when w < 2.
@@ -70,6 +105,20 @@ struct RowOperations {
   /// changed[i] = 1 where the 8x8 blocks i of two pictures of one stride differ, else 0.
   void (*changedBlocks)(const std::uint8_t *topA, const std::uint8_t *topB, std::size_t stride,
                         std::size_t blocks, std::uint8_t *changed);
+  /// changes[i] = how the 8x8 blocks i of two pictures of one stride differ.
+  void (*blockChanges)(const std::uint8_t *topA, const std::uint8_t *topB, std::size_t stride,
+                       std::size_t blocks, BlockChange *changes);
+  /// gradients[i] = those of the segment of 8 columns from 8 * i on and of 2 to 16 rows.
+  void (*segmentGradients)(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                           std::size_t segments, SegmentGradients *gradients);
+  /// steps[i] = those of 1 to 16 rows across the border left of column c = 8 * (i + 1): before is
+  /// |row[c-2] - row[c-1]|, step |row[c-1] - row[c]|, after |row[c] - row[c+1]|.
+  void (*columnSteps)(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                      std::size_t borders, BorderSteps *steps);
+  /// steps[i] = those of the columns 8 * i ... 8 * i + 7 across the border above `row`: between the
+  /// rows -2 and -1, -1 and 0, and 0 and 1, counted from `row`.
+  void (*rowSteps)(const std::uint8_t *row, std::size_t stride, std::size_t segments,
+                   BorderSteps *steps);
   /// Number of 4x4 blocks whose every column goes strictly up, down, up or down, up, down.
   std::size_t (*combBlocks)(const std::uint8_t *top, std::size_t stride, std::size_t blocks);
   /// In `rows` rows from `top` on, for the border left of each of the columns c = 8, 16, ...,

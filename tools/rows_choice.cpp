@@ -29,18 +29,21 @@ std::vector<Form> allForms() {
   return forms;
 }
 
-std::atomic<const RowOperations *> &formInUse() {
-  static std::atomic<const RowOperations *> form = [] {
-    const std::vector<const RowOperations *> forms = availableRows();
-    return forms.size() > 1 ? forms[1] : forms[0];
-  }();
-  return form;
-}
+/// Null until the first use. Not a static of a function: its guard would keep threads waiting while
+/// one chooses, for ever under the thread sanitizer of g++ 12 where choosing ends in an exception.
+std::atomic<const RowOperations *> formInUse = nullptr;
 
 } // namespace
 
 const RowOperations &rows() {
-  return *formInUse().load();
+  const RowOperations *form = formInUse.load();
+  if (form == nullptr) {
+    const std::vector<const RowOperations *> forms = availableRows();
+    const RowOperations *best = forms.size() > 1 ? forms[1] : forms[0];
+    // Another thread may have been first.
+    form = formInUse.compare_exchange_strong(form, best) ? best : form;
+  }
+  return *form;
 }
 
 std::vector<const RowOperations *> availableRows() {
@@ -61,7 +64,7 @@ std::vector<std::string_view> knownForms() {
 bool useRows(std::string_view form) {
   for (const RowOperations *candidate : availableRows())
     if (candidate->form == form) {
-      formInUse() = candidate;
+      formInUse = candidate;
       return true;
     }
   return false;

@@ -81,6 +81,44 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i;
 }
 
+EndCounts countEnds(const std::uint8_t *row, std::size_t n, std::uint8_t low, std::uint8_t high) {
+  EndCounts counts{0, 0};
+  for (std::size_t start = 0; start < n; start += STRETCH) {
+    std::uint32_t atLow = 0, atHigh = 0;
+    for (std::size_t i = start; i < std::min(start + STRETCH, n); ++i) {
+      atLow += row[i] <= low;
+      atHigh += row[i] >= high;
+    }
+    counts.low += atLow;
+    counts.high += atHigh;
+  }
+  return counts;
+}
+
+std::size_t markAbove(const std::uint8_t *row, std::size_t n, std::uint8_t level,
+                      std::uint8_t *marks) {
+  return sumOfStretches(n, [=](std::size_t start, std::size_t count) {
+    std::uint32_t marked = 0;
+    for (std::size_t i = start; i < start + count; ++i)
+      marked += marks[i] = static_cast<std::uint8_t>(marks[i] | (row[i] > level));
+    return marked;
+  });
+}
+
+std::size_t darkStart(const std::uint8_t *row, std::size_t n, std::uint8_t level) {
+  std::size_t dark = 0;
+  while (dark < n && row[dark] <= level)
+    ++dark;
+  return dark;
+}
+
+std::size_t darkEnd(const std::uint8_t *row, std::size_t n, std::uint8_t level) {
+  std::size_t dark = 0;
+  while (dark < n && row[n - 1 - dark] <= level)
+    ++dark;
+  return dark;
+}
+
 std::uint64_t crossEnergy(const std::uint8_t *top, std::size_t stride, std::size_t rows,
                           std::size_t w) {
   std::uint64_t energy = 0;
@@ -164,6 +202,66 @@ void changedBlocks(const std::uint8_t *topA, const std::uint8_t *topB, std::size
     for (std::size_t y = 0; y < 8; ++y)
       difference |= load64(topA + y * stride + 8 * i) ^ load64(topB + y * stride + 8 * i);
     changed[i] = difference != 0;
+  }
+}
+
+std::uint16_t distance(std::uint8_t a, std::uint8_t b) {
+  return static_cast<std::uint16_t>(std::abs(a - b));
+}
+
+void blockChanges(const std::uint8_t *topA, const std::uint8_t *topB, std::size_t stride,
+                  std::size_t blocks, BlockChange *changes) {
+  for (std::size_t i = 0; i < blocks; ++i) {
+    int absolute = 0, shifts[2] = {0, 0};
+    for (std::size_t y = 0; y < 8; ++y)
+      for (std::size_t x = 8 * i; x < 8 * i + 8; ++x) {
+        const int difference = topA[y * stride + x] - topB[y * stride + x];
+        absolute += std::abs(difference);
+        shifts[y / 4] += difference;
+      }
+    changes[i] = {static_cast<std::uint16_t>(absolute),
+                  static_cast<std::uint16_t>(std::abs(shifts[0]) + std::abs(shifts[1]))};
+  }
+}
+
+void segmentGradients(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                      std::size_t segments, SegmentGradients *gradients) {
+  for (std::size_t i = 0; i < segments; ++i) {
+    std::uint16_t along = 0, down = 0;
+    for (std::size_t y = 0; y < rows; ++y) {
+      const std::uint8_t *row = top + y * stride + 8 * i;
+      for (std::size_t x = 0; x < 8; ++x) {
+        along += x < 7 ? distance(row[x], row[x + 1]) : std::uint16_t{0};
+        down += y + 1 < rows ? distance(row[x], row[x + stride]) : std::uint16_t{0};
+      }
+    }
+    gradients[i] = {along, down};
+  }
+}
+
+void columnSteps(const std::uint8_t *top, std::size_t stride, std::size_t rows, std::size_t borders,
+                 BorderSteps *steps) {
+  for (std::size_t i = 0; i < borders; ++i) {
+    steps[i] = {};
+    for (std::size_t y = 0; y < rows; ++y) {
+      const std::uint8_t *column = top + y * stride + 8 * (i + 1);
+      steps[i].before += distance(column[-2], column[-1]);
+      steps[i].step += distance(column[-1], column[0]);
+      steps[i].after += distance(column[0], column[1]);
+    }
+  }
+}
+
+void rowSteps(const std::uint8_t *row, std::size_t stride, std::size_t segments,
+              BorderSteps *steps) {
+  const std::uint8_t *above = row - stride, *before = above - stride, *below = row + stride;
+  for (std::size_t i = 0; i < segments; ++i) {
+    steps[i] = {};
+    for (std::size_t x = 8 * i; x < 8 * i + 8; ++x) {
+      steps[i].before += distance(before[x], above[x]);
+      steps[i].step += distance(above[x], row[x]);
+      steps[i].after += distance(row[x], below[x]);
+    }
   }
 }
 
@@ -308,11 +406,19 @@ const RowOperations &plainRows() {
       .squaredDifference = squaredDifference,
       .countEqual = countEqual,
       .firstDifference = firstDifference,
+      .countEnds = countEnds,
+      .markAbove = markAbove,
+      .darkStart = darkStart,
+      .darkEnd = darkEnd,
       .crossEnergy = crossEnergy,
       .sobelEnergy = sobelEnergy,
       .blockSums = blockSums,
       .blockDeviations = blockDeviations,
       .changedBlocks = changedBlocks,
+      .blockChanges = blockChanges,
+      .segmentGradients = segmentGradients,
+      .columnSteps = columnSteps,
+      .rowSteps = rowSteps,
       .combBlocks = combBlocks,
       .columnBorders = columnBorders,
       .edgeColumns = edgeColumns,

@@ -80,6 +80,100 @@ void changedBlocks(const std::uint8_t *topA, const std::uint8_t *topB, std::size
   plainRows().changedBlocks(topA + 8 * i, topB + 8 * i, stride, blocks - i, changed + i);
 }
 
+HWY_INLINE VU64 absSum(V8 a, V8 b) {
+  return hn::SumsOf8(absDifference8(a, b));
+}
+
+void blockChanges(const std::uint8_t *topA, const std::uint8_t *topB, std::size_t stride,
+                  std::size_t blocks, BlockChange *changes) {
+  static_assert(sizeof(BlockChange) == 4);
+  const hn::Rebind<std::uint32_t, decltype(du64)> out;
+  const std::size_t N = hn::Lanes(du64);
+  std::size_t i = 0;
+  for (; i + N <= blocks; i += N) {
+    VU64 absolute = hn::Zero(du64), shift = absolute;
+    for (std::size_t half = 0; half < 2; ++half) {
+      VU64 above = hn::Zero(du64), below = above; // what a exceeds b by, and b a
+      for (std::size_t y = 4 * half; y < 4 * half + 4; ++y) {
+        const V8 a = hn::LoadU(d8, topA + y * stride + 8 * i);
+        const V8 b = hn::LoadU(d8, topB + y * stride + 8 * i);
+        above = hn::Add(above, hn::SumsOf8(hn::SaturatedSub(a, b)));
+        below = hn::Add(below, hn::SumsOf8(hn::SaturatedSub(b, a)));
+      }
+      absolute = hn::Add(absolute, hn::Add(above, below));
+      const auto a = hn::BitCast(du32, above), b = hn::BitCast(du32, below);
+      shift = hn::Add(shift, hn::BitCast(du64, hn::Sub(hn::Max(a, b), hn::Min(a, b))));
+    }
+    const VU64 change = hn::Or(absolute, hn::ShiftLeft<16>(shift));
+    hn::StoreU(hn::TruncateTo(out, change), out, reinterpret_cast<std::uint32_t *>(changes + i));
+  }
+  plainRows().blockChanges(topA + 8 * i, topB + 8 * i, stride, blocks - i, changes + i);
+}
+
+void segmentGradients(const std::uint8_t *top, std::size_t stride, std::size_t rows,
+                      std::size_t segments, SegmentGradients *gradients) {
+  static_assert(sizeof(SegmentGradients) == 4);
+  const hn::Rebind<std::uint32_t, decltype(du64)> out;
+  const std::size_t N = hn::Lanes(du64);
+  // The last sample of a segment has no right neighbour in it.
+  const VU64 inside = hn::Set(du64, 0x00FFFFFFFFFFFFFF);
+  std::size_t i = 0;
+  for (; i + N <= segments; i += N) {
+    VU64 along = hn::Zero(du64), down = along;
+    V8 above = hn::LoadU(d8, top + 8 * i);
+    for (std::size_t y = 0; y < rows; ++y) {
+      const V8 row = hn::LoadU(d8, top + y * stride + 8 * i);
+      const VU64 words = hn::BitCast(du64, row);
+      along = hn::Add(along, absSum(hn::BitCast(d8, hn::And(words, inside)),
+                                    hn::BitCast(d8, hn::ShiftRight<8>(words))));
+      down = hn::Add(down, absSum(row, above));
+      above = row;
+    }
+    const VU64 both = hn::Or(along, hn::ShiftLeft<16>(down));
+    hn::StoreU(hn::TruncateTo(out, both), out, reinterpret_cast<std::uint32_t *>(gradients + i));
+  }
+  plainRows().segmentGradients(top + 8 * i, stride, rows, segments - i, gradients + i);
+}
+
+void columnSteps(const std::uint8_t *top, std::size_t stride, std::size_t rows, std::size_t borders,
+                 BorderSteps *steps) {
+  static_assert(sizeof(BorderSteps) == 8);
+  const std::size_t N = hn::Lanes(du64);
+  // From two columns before a border on, the first three of each eight differences to the next
+  // column go to 16 bits each.
+  constexpr std::uint8_t NONE = 0x80;
+  alignas(16) constexpr std::uint8_t PLACES[16] = {0, NONE, 1, NONE, 2,  NONE, NONE, NONE,
+                                                   8, NONE, 9, NONE, 10, NONE, NONE, NONE};
+  const V8 places = hn::LoadDup128(d8, PLACES);
+  std::size_t i = 0;
+  for (; i + N < borders; i += N) { // reads into the columns after the border that follows
+    auto sums = hn::Zero(du16);
+    const std::uint8_t *column = top + 8 * i + 6;
+    for (std::size_t y = 0; y < rows; ++y, column += stride) {
+      const V8 difference = absDifference8(hn::LoadU(d8, column), hn::LoadU(d8, column + 1));
+      sums = hn::Add(sums, hn::BitCast(du16, hn::TableLookupBytesOr0(difference, places)));
+    }
+    hn::StoreU(sums, du16, reinterpret_cast<std::uint16_t *>(steps + i));
+  }
+  plainRows().columnSteps(top + 8 * i, stride, rows, borders - i, steps + i);
+}
+
+void rowSteps(const std::uint8_t *row, std::size_t stride, std::size_t segments,
+              BorderSteps *steps) {
+  const std::size_t N = hn::Lanes(du64);
+  std::size_t i = 0;
+  for (; i + N <= segments; i += N) {
+    const std::uint8_t *at = row + 8 * i;
+    const V8 before = hn::LoadU(d8, at - 2 * stride), above = hn::LoadU(d8, at - stride);
+    const V8 current = hn::LoadU(d8, at), below = hn::LoadU(d8, at + stride);
+    const VU64 sums =
+        hn::Or(hn::Or(absSum(before, above), hn::ShiftLeft<16>(absSum(above, current))),
+               hn::ShiftLeft<32>(absSum(current, below)));
+    hn::StoreU(sums, du64, reinterpret_cast<std::uint64_t *>(steps + i));
+  }
+  plainRows().rowSteps(row + 8 * i, stride, segments - i, steps + i);
+}
+
 std::size_t combBlocks(const std::uint8_t *top, std::size_t stride, std::size_t blocks) {
   const std::size_t N = hn::Lanes(d8);
   std::size_t combs = 0, x = 0;

@@ -98,6 +98,73 @@ std::size_t firstDifference(const std::uint8_t *a, const std::uint8_t *b, std::s
   return i + plainRows().firstDifference(a + i, b + i, n - i);
 }
 
+EndCounts countEnds(const std::uint8_t *row, std::size_t n, std::uint8_t low, std::uint8_t high) {
+  if (n < hn::Lanes(d8))
+    return plainRows().countEnds(row, n, low, high);
+  // What exceeds a level by something counts 1: those above `low`, and those below `high`.
+  const V8 lowest = hn::Set(d8, low), highest = hn::Set(d8, high), one = hn::Set(d8, 1);
+  V8 lows = hn::Zero(d8), highs = lows; // of up to 254 steps and the rest
+  VU64 lowTotal = hn::Zero(du64), highTotal = lowTotal;
+  const auto notLow = [&](V8 v) HWY_ATTR { return hn::Min(hn::SaturatedSub(v, lowest), one); };
+  const auto notHigh = [&](V8 v) HWY_ATTR { return hn::Min(hn::SaturatedSub(highest, v), one); };
+  const auto flush = [&]() HWY_ATTR {
+    lowTotal = hn::Add(lowTotal, hn::SumsOf8(lows));
+    highTotal = hn::Add(highTotal, hn::SumsOf8(highs));
+    lows = highs = hn::Zero(d8);
+  };
+  forEachVector(
+      n, hn::Lanes(d8), 254,
+      [&](std::size_t i) HWY_ATTR {
+        const V8 v = hn::LoadU(d8, row + i);
+        lows = hn::Add(lows, notLow(v));
+        highs = hn::Add(highs, notHigh(v));
+      },
+      flush,
+      [&](std::size_t i, std::size_t rest) HWY_ATTR {
+        const V8 v = hn::LoadU(d8, row + i);
+        lows = hn::Add(lows, lastLanes(notLow(v), rest));
+        highs = hn::Add(highs, lastLanes(notHigh(v), rest));
+      });
+  flush();
+  return {n - sumOf(lowTotal), n - sumOf(highTotal)};
+}
+
+std::size_t markAbove(const std::uint8_t *row, std::size_t n, std::uint8_t level,
+                      std::uint8_t *marks) {
+  const std::size_t N = hn::Lanes(d8);
+  const V8 dark = hn::Set(d8, level), one = hn::Set(d8, 1);
+  VU64 total = hn::Zero(du64);
+  std::size_t i = 0;
+  for (; i + N <= n; i += N) {
+    const V8 above = hn::VecFromMask(d8, hn::Gt(hn::LoadU(d8, row + i), dark));
+    const V8 marked = hn::Or(hn::LoadU(d8, marks + i), hn::And(above, one));
+    hn::StoreU(marked, d8, marks + i);
+    total = hn::Add(total, hn::SumsOf8(marked));
+  }
+  return sumOf(total) + plainRows().markAbove(row + i, n - i, level, marks + i);
+}
+
+std::size_t darkStart(const std::uint8_t *row, std::size_t n, std::uint8_t level) {
+  const std::size_t N = hn::Lanes(d8);
+  const V8 dark = hn::Set(d8, level);
+  std::size_t i = 0;
+  for (; i + N <= n; i += N) {
+    const M8 above = hn::Gt(hn::LoadU(d8, row + i), dark);
+    if (!hn::AllFalse(d8, above))
+      return i + static_cast<std::size_t>(hn::FindFirstTrue(d8, above));
+  }
+  return i + plainRows().darkStart(row + i, n - i, level);
+}
+
+std::size_t darkEnd(const std::uint8_t *row, std::size_t n, std::uint8_t level) {
+  const std::size_t N = hn::Lanes(d8);
+  const V8 dark = hn::Set(d8, level);
+  std::size_t rest = n; // before the dark vectors
+  while (rest >= N && hn::AllFalse(d8, hn::Gt(hn::LoadU(d8, row + rest - N), dark)))
+    rest -= N;
+  return n - rest + plainRows().darkEnd(row, rest, level);
+}
+
 /// Of a vector of samples, those of even and of odd places, as 16-bit numbers.
 HWY_INLINE V16 evenSamples(V8 v) {
   return hn::And(hn::BitCast(d16, v), hn::Set(d16, 0xFF));

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: BSD-2-Clause
  *
  * lumagauge measures what a viewer would object to in a video, frame by frame and without a
- * reference copy: fifteen indicators of the luma plane. This header is the library's one binary
- * interface; lumagauge.hpp wraps it for C++.
+ * reference copy: fifteen indicators of the luma plane and measures that supplement them. This
+ * header is the library's one binary interface; lumagauge.hpp wraps it for C++.
  *
  * Open a meter for a video, give it the luma planes in order, and each call fills in a record:
  *
@@ -48,10 +48,11 @@ extern "C" {
  *
  * CONSTANT makes LUMAGAUGE_CONSTANT; `name` is how files, options and other languages spell it,
  * `field` how C++ does, and measureFunction is the library's own routine. KIND: PICTURE needs one
- * picture, PAIR also the one before it, SEQUENCE all of them in order. WORSE: where a viewer
- * objects more, HIGHER or LOWER values, or both EXTREMES around 127.5. Any picture at least as wide
- * and as high as the last two numbers has a value that means something; a smaller one may have
- * none, a NaN, or a value that says nothing. */
+ * picture, PAIR also the one before it, SEQUENCE all of them in order; of PICTURE_PART and
+ * PAIR_PART a routine gives several at once. WORSE: where a viewer objects more, HIGHER or LOWER
+ * values, or both EXTREMES around 127.5. Any picture at least as wide and as high as the last two
+ * numbers has a value that means something; a smaller one may have none, a NaN, or a value that
+ * says nothing. The first fifteen are the core; what is behind them supplements it. */
 /* clang-format off */
 #define LUMAGAUGE_INDICATORS(X) \
   X(BLOCKINESS, blockiness, blockiness, Blockiness, PICTURE, LOWER, "ratio", 16, 16) \
@@ -68,7 +69,24 @@ extern "C" {
   X(INTERLACE, interlace, interlace, Interlace, PICTURE, HIGHER, "share of blocks", 4, 4) \
   X(NOISE, noise, noise, Noise, PICTURE, HIGHER, "luma levels", 8, 8) \
   X(SLICE, slice, slice, Slice, PICTURE, HIGHER, "ratio", 17, 48) \
-  X(FLICKERING, flickering, flickering, Flickering, SEQUENCE, HIGHER, "switches a frame", 48, 48)
+  X(FLICKERING, flickering, flickering, Flickering, SEQUENCE, HIGHER, "switches a frame", 48, 48) \
+  X(BAR_TOP, bar_top, barTop, BarTop, PICTURE_PART, HIGHER, "rows", 32, 32) \
+  X(BAR_BOTTOM, bar_bottom, barBottom, BarBottom, PICTURE_PART, HIGHER, "rows", 32, 32) \
+  X(BAR_LEFT, bar_left, barLeft, BarLeft, PICTURE_PART, HIGHER, "columns", 32, 32) \
+  X(BAR_RIGHT, bar_right, barRight, BarRight, PICTURE_PART, HIGHER, "columns", 32, 32) \
+  X(CLIPPED_LOW, clipped_low, clippedLow, ClippedLow, PICTURE_PART, HIGHER, "share of samples", 1, 1) \
+  X(CLIPPED_HIGH, clipped_high, clippedHigh, ClippedHigh, PICTURE_PART, HIGHER, "share of samples", 1, 1) \
+  X(REPEAT_SHARE, repeat_share, repeatShare, RepeatShare, PAIR_PART, HIGHER, "share of blocks", 8, 8) \
+  X(STILL_SHARE, still_share, stillShare, StillShare, PAIR_PART, HIGHER, "share of blocks", 8, 8) \
+  X(STALE_SHARE, stale_share, staleShare, StaleShare, PAIR_PART, HIGHER, "share of blocks", 32, 32) \
+  X(BLOCK_DAMAGE, block_damage, blockDamage, BlockDamage, PICTURE_PART, HIGHER, "share of blocks", 64, 64) \
+  X(SMEAR_SHARE, smear_share, smearShare, SmearShare, PICTURE_PART, HIGHER, "share of blocks", 64, 64) \
+  X(FLAT_SHARE, flat_share, flatShare, FlatShare, PICTURE_PART, HIGHER, "share of segments", 16, 16) \
+  X(GRAIN, grain, grain, Grain, PICTURE_PART, HIGHER, "luma levels", 16, 16) \
+  X(SHARPNESS, sharpness, sharpness, Sharpness, PICTURE, LOWER, "ratio", 3, 1) \
+  X(BRIGHTNESS, brightness, brightness, Brightness, PICTURE_PART, EXTREMES, "luma levels", 1, 1) \
+  X(SCENE_CHANGE, scene_change, sceneChange, SceneChange, PAIR, HIGHER, "1 - correlation", 128, 72) \
+  X(STALE_ROWS, stale_rows, staleRows, StaleRows, SEQUENCE, HIGHER, "share of block rows", 64, 64)
 /* clang-format on */
 
 /* LUMAGAUGE_BLOCKINESS = 0 and so on: where an indicator's value is in a record. */
@@ -81,7 +99,9 @@ enum {
 
 /* An indicator's bit in a mask: LUMAGAUGE_BIT(LUMAGAUGE_BLUR) | LUMAGAUGE_BIT(LUMAGAUGE_NOISE). */
 #define LUMAGAUGE_BIT(number) (UINT32_C(1) << (number))
-#define LUMAGAUGE_ALL_INDICATORS (LUMAGAUGE_BIT(LUMAGAUGE_INDICATOR_COUNT) - 1)
+#define LUMAGAUGE_ALL_INDICATORS (UINT32_MAX >> (32 - LUMAGAUGE_INDICATOR_COUNT))
+/* The fifteen. */
+#define LUMAGAUGE_CORE_INDICATORS (LUMAGAUGE_BIT(LUMAGAUGE_FLICKERING + 1) - 1)
 
 /* Frames that one flickering value is measured over; it has a value once in so many. */
 #define LUMAGAUGE_FLICKERING_PERIOD 8
@@ -130,19 +150,26 @@ const char *lumagauge_version(void);
 
 #define LUMAGAUGE_DEFAULT_RATE 25.0
 
+/* Which levels a video's luma uses, by what its stream says. */
+typedef enum lumagauge_range {
+  LUMAGAUGE_RANGE_UNKNOWN = 0, /* taken as limited, which nearly all unlabelled video is */
+  LUMAGAUGE_RANGE_LIMITED = 1, /* black at 16, white at 235 */
+  LUMAGAUGE_RANGE_FULL = 2     /* black at 0, white at 255 */
+} lumagauge_range;
+
 /* What a meter measures. Later versions append fields; 0 in them means what is done today. Start
- * from LUMAGAUGE_OPTIONS_INIT: all indicators at the default rate. */
+ * from LUMAGAUGE_OPTIONS_INIT: the core indicators at the default rate. */
 typedef struct lumagauge_options {
   size_t size;
   uint32_t width, height; /* of the luma plane in samples; at least 1, product below 2^31 */
   uint32_t indicators;    /* mask; at least one bit, and none that the library does not know */
-  uint32_t reserved;      /* 0 */
+  uint32_t range;         /* a lumagauge_range; clipped_low and clipped_high alone depend on it */
   double rate;            /* frames a second, above 0; freezing alone depends on it */
 } lumagauge_options;
 #define LUMAGAUGE_OPTIONS_INIT(width, height)                                                      \
   {                                                                                                \
-    sizeof(lumagauge_options), (uint32_t)(width), (uint32_t)(height), LUMAGAUGE_ALL_INDICATORS, 0, \
-        LUMAGAUGE_DEFAULT_RATE                                                                     \
+    sizeof(lumagauge_options), (uint32_t)(width), (uint32_t)(height), LUMAGAUGE_CORE_INDICATORS,   \
+        LUMAGAUGE_RANGE_UNKNOWN, LUMAGAUGE_DEFAULT_RATE                                            \
   }
 
 /* The values of a frame. Start from LUMAGAUGE_RECORD_INIT. */

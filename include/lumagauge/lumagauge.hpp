@@ -59,7 +59,8 @@ struct IndicatorInfo {
   std::uint32_t leastWidth, leastHeight; ///< from which on the value means something
 };
 namespace detail {
-inline constexpr bool NEEDS_PICTURE = false, NEEDS_PAIR = true, NEEDS_SEQUENCE = true;
+inline constexpr bool NEEDS_PICTURE = false, NEEDS_PAIR = true, NEEDS_SEQUENCE = true,
+                      NEEDS_PICTURE_PART = false, NEEDS_PAIR_PART = true;
 inline constexpr Worse WORSE_HIGHER = Worse::higher, WORSE_LOWER = Worse::lower,
                        WORSE_EXTREMES = Worse::extremes;
 } // namespace detail
@@ -76,10 +77,18 @@ constexpr std::uint32_t bit(Indicator indicator) {
   return LUMAGAUGE_BIT(static_cast<unsigned>(indicator));
 }
 inline constexpr std::uint32_t ALL_INDICATORS = LUMAGAUGE_ALL_INDICATORS;
+inline constexpr std::uint32_t CORE_INDICATORS = LUMAGAUGE_CORE_INDICATORS; ///< the fifteen
 /// Frames a second where nobody says otherwise.
 inline constexpr double DEFAULT_RATE = LUMAGAUGE_DEFAULT_RATE;
 /// Frames that one flickering value is measured over.
 inline constexpr std::size_t FLICKERING_PERIOD = LUMAGAUGE_FLICKERING_PERIOD;
+
+/// Which levels a video's luma uses; unknown is taken as limited.
+enum class Range : std::uint32_t {
+  unknown = LUMAGAUGE_RANGE_UNKNOWN,
+  limited = LUMAGAUGE_RANGE_LIMITED,
+  full = LUMAGAUGE_RANGE_FULL
+};
 
 /// The values of a frame, each empty where there is none (lumagauge_has_value says when).
 struct Values {
@@ -201,10 +210,11 @@ private:
 /// The memory of one video. Calls on one meter wait for each other.
 class Meter {
 public:
-  /// For pictures of width x height at `rate` frames a second, which freezing alone depends on.
+  /// For pictures of width x height at `rate` frames a second, which freezing alone depends on, as
+  /// the shares of clipped samples alone depend on `range`.
   explicit Meter(std::uint32_t width, std::uint32_t height, double rate = DEFAULT_RATE,
-                 std::uint32_t indicators = ALL_INDICATORS)
-      : meter(open(width, height, rate, indicators)), w(width), h(height) {}
+                 std::uint32_t indicators = CORE_INDICATORS, Range range = Range::unknown)
+      : meter(open(width, height, rate, indicators, range)), w(width), h(height) {}
 
   /// Measures the next frame of the video.
   Values add(const Picture &picture) {
@@ -235,10 +245,11 @@ public:
 
 private:
   static lumagauge_meter *open(std::uint32_t width, std::uint32_t height, double rate,
-                               std::uint32_t indicators) {
+                               std::uint32_t indicators, Range range) {
     lumagauge_options options = LUMAGAUGE_OPTIONS_INIT(width, height);
     options.rate = rate;
     options.indicators = indicators;
+    options.range = static_cast<std::uint32_t>(range);
     lumagauge_meter *opened = nullptr;
     detail::throwUnlessOk(lumagauge_meter_open(&options, &opened),
                           "given were " + detail::sizeText(width, height) + ", a rate of " +

@@ -11,16 +11,16 @@ fifteen indicators of the luma plane.
 INDICATORS is the list of the indicators, with units and the direction in which each gets worse."""
 
 from . import _core
-from ._check import (BrokenRule, CheckResult, DecodeError, Event, Frames, InputFacts, Summary,
-                     check, frames)
+from ._check import (BrokenRule, CheckResult, DecodeError, Event, Frames, InputFacts,
+                     NotJudged, Summary, check, frames)
 from ._errors import Error, InputError, ProfileError
 from ._indicators import INDICATORS, FrameRecord, Indicator, Indicators, Record
 from ._measure import Meter, measure
 
 __all__ = [
     "INDICATORS", "BrokenRule", "CheckResult", "DecodeError", "Error", "Event", "FrameRecord",
-    "Frames", "Indicator", "Indicators", "InputError", "InputFacts", "Meter", "ProfileError",
-    "Record", "Summary", "blockiness_mos", "blur_mos", "check", "frames", "measure"]
+    "Frames", "Indicator", "Indicators", "InputError", "InputFacts", "Meter", "NotJudged",
+    "ProfileError", "Record", "Summary", "blockiness_mos", "blur_mos", "check", "frames", "measure"]
 __version__: str = _core.version()
 
 

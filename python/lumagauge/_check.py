@@ -18,8 +18,8 @@ from ._measure import (FRAMES_A_SECOND, IndicatorChoice, mask_of, real_number, t
 if TYPE_CHECKING:
     import numpy.typing
 
-__all__ = ["BrokenRule", "CheckResult", "DecodeError", "Event", "Frames", "InputFacts", "Summary",
-           "check", "frames"]
+__all__ = ["BrokenRule", "CheckResult", "DecodeError", "Event", "Frames", "InputFacts", "NotJudged",
+           "Summary", "check", "frames"]
 
 Path = Union[str, "os.PathLike[str]"]
 Severity = Literal["info", "warn", "fail"]
@@ -44,6 +44,8 @@ class InputFacts:
         average_rate  Frames a second, as the container says.
         rate          Frames a second that freezing uses.
         rate_origin   Where ``rate`` is from: ``"stated"``, ``"average"`` or ``"default"``.
+        start_time    Seconds at which the stream has its first picture; None where it has no
+                      time stamps. Times count from that picture on unless stream_times is asked for.
         duration      Seconds, where known.
         frame_count   Frames to be expected, where known."""
 
@@ -60,6 +62,7 @@ class InputFacts:
     average_rate: float | None
     rate: float
     rate_origin: str
+    start_time: float | None
     duration: float | None
     frame_count: int | None
     warnings: list[str]
@@ -69,12 +72,19 @@ class InputFacts:
 class DecodeError:
     """A place at which frames could not be decoded.
 
-        frame  Number of the next frame that could be.
-        time   Seconds."""
+        frame    Number of the next frame that could be.
+        time     Seconds.
+        kind     ``"undecodable"`` where the decoder or the container reports an error, else
+                 ``"missing"``.
+        missing  How many frames did not come because of it, as far as that is known.
+        end      Seconds at which the next frame appears; None where that is not known."""
 
     frame: int
     time: float
     message: str
+    kind: str = "undecodable"
+    missing: int = 0
+    end: float | None = None
 
 
 @dataclass(frozen=True)
@@ -109,9 +119,12 @@ class Event:
         start      Seconds at which the first frame appears.
         end        Seconds at which the last frame disappears.
         end_frame  The last frame, included.
-        frames     On how many frames the rule held; for ``"undecodable"`` how many errors.
+        frames     On how many frames the rule held; for ``"undecodable"`` how many errors, for
+                   ``"missing"`` how many frames are missing.
         worst      Worst value of the rule's first indicator, in its unit; None for
-                   ``"undecodable"``."""
+                   ``"undecodable"`` and ``"missing"``.
+        worst_frame  The first frame that has it; None likewise.
+        text       Of black bars, how wide they are and which shape they leave; else None."""
 
     kind: str
     severity: Severity
@@ -121,6 +134,8 @@ class Event:
     end_frame: int
     frames: int
     worst: float | None
+    worst_frame: int | None
+    text: str | None = None
 
 
 @dataclass(frozen=True)
@@ -134,6 +149,16 @@ class BrokenRule:
     reason: str
 
 
+@dataclass(frozen=True)
+class NotJudged:
+    """A rule that had no value at all to look at.
+
+        reason  Why: "not requested", "pictures of 176x144 are too small for block loss", ..."""
+
+    kind: str
+    reason: str
+
+
 @dataclass(frozen=True, repr=False)
 class CheckResult:
     """What lumagauge-qc says about a video.
@@ -143,7 +168,8 @@ class CheckResult:
                      unmeasured.
         events       By start time.
         summary      By the indicator's name; None where no frame has a value.
-        not_judged   Kinds whose rule had no value at all to look at.
+        not_judged   Rules that had no value at all to look at: the verdict is that of the others.
+        rule_count   Rules of the profile, these among them.
         frame_count  Frames that were measured.
         duration     Seconds that these are displayed for."""
 
@@ -155,7 +181,8 @@ class CheckResult:
     broken_rules: list[BrokenRule]
     summary: dict[str, Summary | None]
     decode_errors: list[DecodeError]
-    not_judged: list[str]
+    not_judged: list[NotJudged]
+    rule_count: int
     frame_count: int
     duration: float
     _rows: numpy.typing.NDArray[Any] = field(compare=False)
@@ -175,6 +202,9 @@ class CheckResult:
     def __repr__(self) -> str:
         events = f"{len(self.events)} event{'' if len(self.events) == 1 else 's'}"
         broken = "".join(f", {rule.severity} {rule.kind}" for rule in self.broken_rules)
+        judged = self.rule_count - len(self.not_judged)
+        if judged < self.rule_count:
+            broken += f" ({judged} of {self.rule_count} rules judged)"
         return (f"<CheckResult of {self.input.path!r}: {self.verdict}{broken}; {events} in "
                 f"{self.frame_count} frames>")
 
@@ -188,8 +218,8 @@ def _load_qc() -> Any:
             "lumagauge.check and lumagauge.frames read videos with libav, and this installation "
             f"was built without that or cannot load it ({error}). Install libavformat-dev, "
             "libavcodec-dev, libavutil-dev, libswscale-dev, libtomlplusplus-dev, libfmt-dev, "
-            "libcli11-dev and nlohmann-json3-dev and build lumagauge again. Meter and measure work "
-            "without it.", name="lumagauge._qc") from error
+            "libsqlite3-dev, zlib1g-dev, libcli11-dev and nlohmann-json3-dev and build lumagauge "
+            "again. Meter and measure work without it.", name="lumagauge._qc") from error
     return _qc
 
 
@@ -245,8 +275,9 @@ def _raw_options(raw: bool, size: tuple[int, int] | None, pix_fmt: str | None,
 
 
 def _options(*, start: Any, start_frame: Any, duration: Any, frames: Any, stream: Any, fps: Any,
-             raw: Any, size: Any, pix_fmt: Any, frame_bytes: Any, decode_threads: Any,
-             max_pixels: Any, allow_protocols: Any, allow_nested: Any) -> dict[str, Any]:
+             stream_times: Any, raw: Any, size: Any, pix_fmt: Any, frame_bytes: Any,
+             decode_threads: Any, max_pixels: Any, allow_protocols: Any,
+             allow_nested: Any) -> dict[str, Any]:
     """What _qc takes; those that are not given are left out."""
     options = _raw_options(raw, size, pix_fmt, frame_bytes)
     if start is not None and start_frame is not None:
@@ -273,6 +304,7 @@ def _options(*, start: Any, start_frame: Any, duration: Any, frames: Any, stream
         options["max_pixels"] = whole_number("max_pixels", max_pixels, 1, MOST_COUNT)
     options["protocols"] = _protocols(allow_protocols)
     options["nested"] = bool(allow_nested)
+    options["stream_times"] = bool(stream_times)
     return options
 
 
@@ -318,16 +350,16 @@ class Frames:
 
 def frames(path: Path, *, indicators: IndicatorChoice = None, start: float | None = None,
            start_frame: int | None = None, duration: float | None = None, frames: int | None = None,
-           stream: int | None = None, fps: float | None = None, raw: bool = False,
-           size: tuple[int, int] | None = None, pix_fmt: str | None = None,
+           stream: int | None = None, fps: float | None = None, stream_times: bool = False,
+           raw: bool = False, size: tuple[int, int] | None = None, pix_fmt: str | None = None,
            frame_bytes: int | None = None, threads: int | None = None, decode_threads: int = 0,
            max_pixels: int | None = None, allow_protocols: str | Iterable[str] = (),
            allow_nested: bool = False) -> Frames:
     options = _options(
         start=start, start_frame=start_frame, duration=duration, frames=frames, stream=stream,
-        fps=fps, raw=raw, size=size, pix_fmt=pix_fmt, frame_bytes=frame_bytes,
-        decode_threads=decode_threads, max_pixels=max_pixels, allow_protocols=allow_protocols,
-        allow_nested=allow_nested)
+        fps=fps, stream_times=stream_times, raw=raw, size=size, pix_fmt=pix_fmt,
+        frame_bytes=frame_bytes, decode_threads=decode_threads, max_pixels=max_pixels,
+        allow_protocols=allow_protocols, allow_nested=allow_nested)
     mask, count = mask_of(indicators), thread_count(threads)
     return Frames(_load_qc().Reader(os.fspath(path), options, mask, count))
 
@@ -335,20 +367,22 @@ def frames(path: Path, *, indicators: IndicatorChoice = None, start: float | Non
 def check(path: Path, *, profile: Path = "default", indicators: IndicatorChoice = None,
           start: float | None = None, start_frame: int | None = None,
           duration: float | None = None, frames: int | None = None, stream: int | None = None,
-          fps: float | None = None, raw: bool = False, size: tuple[int, int] | None = None,
-          pix_fmt: str | None = None, frame_bytes: int | None = None, threads: int | None = None,
-          decode_threads: int = 0, max_pixels: int | None = None,
-          allow_protocols: str | Iterable[str] = (), allow_nested: bool = False) -> CheckResult:
+          fps: float | None = None, stream_times: bool = False, raw: bool = False,
+          size: tuple[int, int] | None = None, pix_fmt: str | None = None,
+          frame_bytes: int | None = None, threads: int | None = None, decode_threads: int = 0,
+          max_pixels: int | None = None, allow_protocols: str | Iterable[str] = (),
+          allow_nested: bool = False) -> CheckResult:
     options = _options(
         start=start, start_frame=start_frame, duration=duration, frames=frames, stream=stream,
-        fps=fps, raw=raw, size=size, pix_fmt=pix_fmt, frame_bytes=frame_bytes,
-        decode_threads=decode_threads, max_pixels=max_pixels, allow_protocols=allow_protocols,
-        allow_nested=allow_nested)
+        fps=fps, stream_times=stream_times, raw=raw, size=size, pix_fmt=pix_fmt,
+        frame_bytes=frame_bytes, decode_threads=decode_threads, max_pixels=max_pixels,
+        allow_protocols=allow_protocols, allow_nested=allow_nested)
     mask, count = mask_of(indicators), thread_count(threads)
     found = _load_qc().check(os.fspath(path), options, mask, count, os.fspath(profile))
     return CheckResult(
         input=InputFacts(**found.pop("input")),
         events=[Event(**event) for event in found.pop("events")],
+        not_judged=[NotJudged(**rule) for rule in found.pop("not_judged")],
         broken_rules=[BrokenRule(**rule) for rule in found.pop("broken_rules")],
         decode_errors=[DecodeError(**error) for error in found.pop("decode_errors")],
         summary=dict(zip(Indicators._fields,
@@ -363,17 +397,19 @@ _OPTIONS = """Options, which are those of the command:
 ``indicators``
     names, members of INDICATORS or a mask of what to measure; None: all
 ``start``, ``duration``
-    the part to measure, in seconds; ``start_frame``, ``frames``: the same in frames
+    the part to measure, in seconds from the first picture; ``start_frame``, ``frames``: the same
+    in frames
 ``stream``
     index in the container; None: the first with video
 ``fps``
     frames a second, instead of what the video says
+``stream_times``
+    times as the stream stamps its pictures, instead of from the first one on
 ``raw``, ``size``, ``pix_fmt``, ``frame_bytes``
     raw frames without a header: True, (width, height), libavutil's name of the pixel format
     ("yuv420p"), and bytes from a frame to the next where that is more than the format takes
 ``threads``, ``decode_threads``
-    frames measured at once (None: the CPUs); threads of the decoder (0: its own choice, 1 makes
-    damaged video reproducible)
+    frames measured at once (None: the CPUs); threads of the decoder (0: its own choice)
 ``max_pixels``, ``allow_protocols``, ``allow_nested``
     what is trusted: larger pictures are refused; schemes that make ``scheme://...`` a URL; whether
     playlists and image patterns may open further files

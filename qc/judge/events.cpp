@@ -7,53 +7,89 @@ namespace lumagauge::qc {
 
 namespace {
 
-bool isLongEnough(double duration, const Rule &rule) {
-  return duration >= rule.minDuration - TIME_ROUNDING;
+bool holdAll(const std::vector<Condition> &conditions, const Timeline &timeline) {
+  return !conditions.empty() && std::all_of(conditions.begin(), conditions.end(),
+                                            [&](const Condition &c) { return c.holds(timeline); });
 }
 
-bool holdAll(const std::vector<Condition> &conditions, const FrameRecord &record) {
-  return !conditions.empty() && std::all_of(conditions.begin(), conditions.end(),
-                                            [&](const Condition &c) { return c.holds(record); });
+bool holdAny(const std::vector<std::vector<Condition>> &lists, const Timeline &timeline) {
+  return std::any_of(lists.begin(), lists.end(),
+                     [&](const auto &list) { return holdAll(list, timeline); });
+}
+
+bool isWorse(Comparison comparison, double value, double than) {
+  return isMoreWorse(comparison) ? value > than : value < than;
+}
+
+bool isBar(Signal signal) {
+  return signal.view == View::value && signal.indicator >= Indicator::barTop &&
+         signal.indicator <= Indicator::barRight;
+}
+
+} // namespace
+
+bool isLongEnough(double duration, const Rule &rule) {
+  return duration >= rule.minDuration - TIME_ROUNDING;
 }
 
 bool isBridged(const Event &event, double nextStart, const Rule &rule) {
   return nextStart - event.endTime <= rule.bridgedGap + TIME_ROUNDING;
 }
 
-} // namespace
+bool isToldBy(const Event &still, const Event &frozen) {
+  return still.kind == STILL && frozen.kind == FROZEN && frozen.startFrame <= still.endFrame &&
+         still.startFrame <= frozen.endFrame;
+}
 
-EventTracker::EventTracker(const Rule &followed)
-    : rule(followed), edgeConditions(followed.conditions) {
+EventTracker::EventTracker(const Rule &followed, std::uint32_t pictureWidth,
+                           std::uint32_t pictureHeight)
+    : Tracker(followed), width(pictureWidth), height(pictureHeight),
+      edgeConditions(followed.conditions) {
   if (rule.edgeThreshold)
     edgeConditions.front().threshold = *rule.edgeThreshold;
 }
 
-void EventTracker::add(const FrameRecord &record, double displayEnd) {
-  if (!holdAll(edgeConditions, record)) {
+void EventTracker::add(const Timeline &timeline) {
+  const auto &[record, displayEnd] = timeline.current();
+  if (!holds(edgeConditions, timeline)) {
     firmStart.reset();
+    if (open && record.frame == open->endFrame + 1)
+      endsRight = holdAny(rule.after, timeline);
     if (open && !isBridged(*open, displayEnd, rule))
       close();
     return;
   }
+  endsRight = false;
   const Condition &leading = rule.conditions.front();
-  const double value = *record[leading.indicator];
+  const std::optional<double> value = timeline[leading.signal];
   if (!open) {
     open = Event{.kind = rule.kind,
                  .severity = rule.severity,
                  .startFrame = record.frame,
                  .startTime = record.time,
-                 .worst = value};
+                 .worst = {}};
+    if (isBar(leading.signal))
+      bars.emplace();
   }
-  measureFirmness(record, displayEnd);
+  if (bars)
+    bars->add(record);
+  measureFirmness(timeline);
   open->endFrame = record.frame;
   open->endTime = displayEnd;
   ++open->frames;
-  open->worst = isMoreWorse(leading.comparison) ? std::max(*open->worst, value)
-                                                : std::min(*open->worst, value);
+  if (value && (!open->worst || isWorse(leading.comparison, *value, *open->worst))) {
+    open->worst = value;
+    open->worstFrame = record.frame;
+  }
 }
 
-void EventTracker::measureFirmness(const FrameRecord &record, double displayEnd) {
-  if (!holdAll(rule.conditions, record)) {
+bool EventTracker::holds(const std::vector<Condition> &conditions, const Timeline &timeline) const {
+  return holdAll(conditions, timeline) || holdAny(rule.alternatives, timeline);
+}
+
+void EventTracker::measureFirmness(const Timeline &timeline) {
+  const auto &[record, displayEnd] = timeline.current();
+  if (!holds(rule.conditions, timeline)) {
     firmStart.reset();
     return;
   }
@@ -62,48 +98,28 @@ void EventTracker::measureFirmness(const FrameRecord &record, double displayEnd)
   longestFirm = std::max(longestFirm, displayEnd - *firmStart);
 }
 
+bool EventTracker::lastsLongEnough() const {
+  return isLongEnough(rule.edgeThreshold ? longestFirm : open->endTime - open->startTime, rule);
+}
+
+/// Where something must follow that is known only at the end.
+bool EventTracker::isCertain() const {
+  return rule.after.empty() && lastsLongEnough();
+}
+
 void EventTracker::close() {
-  if (isLongEnough(rule.edgeThreshold ? longestFirm : open->endTime - open->startTime, rule))
+  if (bars)
+    open->text = bars->text(width, height);
+  if (lastsLongEnough() && (rule.after.empty() || endsRight))
     events.push_back(std::move(*open));
   open.reset();
+  bars.reset();
   longestFirm = 0;
 }
 
-std::vector<Event> EventTracker::finish() {
+void EventTracker::finish() {
   if (open)
     close();
-  return std::move(events);
-}
-
-std::vector<Event> undecodableEvents(const Rule &rule, std::vector<DecodeError> errors,
-                                     const std::vector<double> &times, std::int64_t firstFrame,
-                                     double rate) {
-  std::stable_sort(errors.begin(), errors.end(),
-                   [](const DecodeError &a, const DecodeError &b) { return a.time < b.time; });
-  std::vector<Event> events;
-  for (const DecodeError &error : errors) {
-    double end = error.time + 1.0 / rate;
-    const std::int64_t next = error.frame - firstFrame;
-    if (next >= 0 && next < static_cast<std::int64_t>(times.size()) &&
-        times[static_cast<std::size_t>(next)] > error.time)
-      end = times[static_cast<std::size_t>(next)];
-    if (events.empty() || !isBridged(events.back(), error.time, rule)) {
-      events.push_back({.kind = rule.kind,
-                        .severity = rule.severity,
-                        .startFrame = error.frame,
-                        .startTime = error.time,
-                        .endTime = end,
-                        .worst = std::nullopt});
-    }
-    Event &event = events.back();
-    event.endFrame = std::max(event.startFrame, error.frame);
-    event.endTime = std::max(event.endTime, end);
-    ++event.frames;
-  }
-  std::erase_if(events, [&](const Event &event) {
-    return !isLongEnough(event.endTime - event.startTime, rule);
-  });
-  return events;
 }
 
 } // namespace lumagauge::qc

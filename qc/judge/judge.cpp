@@ -1,83 +1,91 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/judge.h"
-#include "qc/judge/events.h"
+#include "qc/judge/error_events.h"
+#include "qc/judge/following.h"
+#include "qc/judge/not_judged.h"
 #include "qc/judge/summary.h"
 #include "qc/judge/verdict.h"
 
 #include <algorithm>
-#include <deque>
+#include <iterator>
 
 namespace lumagauge::qc {
 
+namespace {
+
+void eraseStillWhereFrozen(std::vector<Event> &events) {
+  std::vector<Event> frozen;
+  std::copy_if(events.begin(), events.end(), std::back_inserter(frozen),
+               [](const Event &event) { return event.kind == FROZEN; });
+  std::erase_if(events, [&](const Event &event) {
+    return std::any_of(frozen.begin(), frozen.end(),
+                       [&](const Event &other) { return isToldBy(event, other); });
+  });
+}
+
+} // namespace
+
 struct Judge::State {
-  State(const Profile &judged, const InputInfo &info)
-      : profile(judged), rate(info.averageRate.value_or(info.rate)) {
-    if (!(rate > 0))
-      rate = DEFAULT_RATE;
-    trackers.reserve(profile.rules.size());
-    for (const Rule &rule : profile.rules)
-      trackers.emplace_back(rule);
+  State(const Profile &judged, const InputInfo &info, std::uint32_t measured)
+      : profile(judged), shape{measured, info.width, info.height},
+        following(profile, info, Following::Pace::together), shots(rateOf(info)) {
+    frames.rate = rateOf(info);
   }
   State(const State &) = delete;
   State &operator=(const State &) = delete;
 
-  /// Gives the first waiting record to the rules. Its display ends when the next one's begins;
-  /// after the last frame, and where time stamps do not rise, after one frame at the rate.
-  void release() {
-    const FrameRecord record = std::move(waiting.front());
-    waiting.pop_front();
-    displayEnd = record.time + 1.0 / rate;
-    if (!waiting.empty() && waiting.front().time > record.time)
-      displayEnd = waiting.front().time;
-    for (EventTracker &tracker : trackers)
-      tracker.add(record, displayEnd);
-  }
-
   const Profile profile;
-  double rate; ///< frames a second, for the display time of the last frame
+  MeasuredShape shape;
+  Following following; ///< over the rules of `profile`
   Summarizer summarizer;
-  std::vector<EventTracker> trackers; ///< one a rule of the profile, over the rules in it
-  /// Records that the rules have not seen yet: a flickering value still to come may stand for them.
-  std::deque<FrameRecord> waiting;
-  std::vector<double> times; ///< of all frames, to place decode errors
-  std::int64_t firstFrame = 0;
-  double displayEnd = 0; ///< of the last record that was released
+  ShotSummarizer shots;
+  FrameTimes frames; ///< all of them, to place decode errors
 };
 
-Judge::Judge(const Profile &profile, const InputInfo &info)
-    : state(std::make_unique<State>(profile, info)) {}
+Judge::Judge(const Profile &profile, const InputInfo &info, std::uint32_t measured)
+    : state(std::make_unique<State>(profile, info, measured)) {}
 Judge::Judge(Judge &&) noexcept = default;
 Judge::~Judge() = default;
 
+void Judge::observe(FrameObserver observer) {
+  state->following.observe(std::move(observer));
+}
+
 void Judge::add(const FrameRecord &record) {
   State &s = *state;
-  if (s.times.empty())
-    s.firstFrame = record.frame;
-  s.times.push_back(record.time);
+  if (s.frames.times.empty())
+    s.frames.firstFrame = record.frame;
+  if (record.pictureType == 'I')
+    s.frames.intra.push_back(s.frames.times.size());
+  s.frames.times.push_back(record.time);
   s.summarizer.add(record);
-  s.waiting.push_back(record);
-  if (const std::optional<double> &value = record[Indicator::flickering])
-    for (std::size_t back = 1; back <= std::min(FLICKERING_PERIOD, s.waiting.size()); ++back)
-      s.waiting[s.waiting.size() - back][Indicator::flickering] = value;
-  if (s.waiting.size() > FLICKERING_PERIOD)
-    s.release();
+  s.shots.add(record);
+  s.following.add(record);
 }
 
 Judgement Judge::finish(const InputEnd &end) {
   State &s = *state;
-  while (!s.waiting.empty())
-    s.release();
+  s.following.finish();
+  if (!s.frames.times.empty())
+    s.frames.end = s.frames.times.back() + 1 / s.frames.rate;
   Judgement judgement;
   judgement.summaries = s.summarizer.finish();
-  judgement.frames = static_cast<std::int64_t>(s.times.size());
+  judgement.shots = s.shots.finish();
+  judgement.rules = s.profile.rules.size();
+  judgement.firstFrame = s.frames.firstFrame;
+  judgement.frames = s.shape.frames = static_cast<std::int64_t>(s.frames.times.size());
   if (judgement.frames > 0)
-    judgement.duration = s.displayEnd - s.times.front();
+    judgement.duration = s.frames.end - s.frames.times.front();
   for (std::size_t i = 0; i < s.profile.rules.size(); ++i) {
     const Rule &rule = s.profile.rules[i];
-    std::vector<Event> events =
-        rule.conditions.empty() ? undecodableEvents(rule, end.errors, s.times, s.firstFrame, s.rate)
-                                : s.trackers[i].finish();
-    const std::optional<BrokenRule> broken = brokenRule(rule, events, judgement.frames);
+    std::vector<Event> events = rule.kind == CONCEALED ? concealedEvents(rule, end.errors, s.frames)
+                                : rule.conditions.empty()
+                                    ? decodeErrorEvents(rule, end.errors, s.frames)
+                                    : s.following.trackers()[i].take();
+    EventTotals totals;
+    for (const Event &event : events)
+      totals.add(event, event.endTime - event.startTime);
+    const std::optional<BrokenRule> broken = brokenRule(rule, totals, judgement.frames);
     if (broken)
       judgement.broken.push_back(*broken);
     for (Event &event : events) {
@@ -85,15 +93,10 @@ Judgement Judge::finish(const InputEnd &end) {
         event.severity = Severity::info;
       judgement.events.push_back(std::move(event));
     }
-    const bool lacksValues =
-        std::any_of(rule.conditions.begin(), rule.conditions.end(), [&](const Condition &c) {
-          const IndicatorSummary &summary =
-              judgement.summaries[static_cast<std::size_t>(c.indicator)];
-          return summary.count + summary.nan == 0;
-        });
-    if (lacksValues)
-      judgement.notJudged.push_back(rule.kind);
+    if (std::string why = lackOfValues(rule, judgement.summaries, s.shape); !why.empty())
+      judgement.notJudged.push_back({rule.kind, std::move(why)});
   }
+  eraseStillWhereFrozen(judgement.events);
   std::stable_sort(judgement.events.begin(), judgement.events.end(),
                    [](const Event &a, const Event &b) { return a.startTime < b.startTime; });
   decide(judgement, end);

@@ -6,6 +6,7 @@
 
 #include "qc/judge/profile.h"
 
+#include <functional>
 #include <memory>
 
 namespace lumagauge::qc {
@@ -15,10 +16,12 @@ namespace lumagauge::qc {
 /// but the events.
 class Judge {
 public:
-  Judge(const Profile &profile, const InputInfo &info);
+  /// `measured` is the mask of the indicators that the records may have values of.
+  Judge(const Profile &profile, const InputInfo &info, std::uint32_t measured = ALL_INDICATORS);
   Judge(Judge &&) noexcept;
   ~Judge();
 
+  void observe(FrameObserver observer);
   /// The next record, in the order of the frames.
   void add(const FrameRecord &record);
   /// After the last record. Events that are still open end with the last frame's display.

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,14 @@ struct IndicatorSummary {
   double worstTime = 0;
 };
 
+/// A stretch of the video without a cut.
+struct Shot {
+  std::int64_t startFrame = 0, endFrame = 0; ///< both included
+  double startTime = 0, endTime = 0; ///< seconds; the end is that of the last frame's display
+  /// Over the frames that have a value that is a number; empty where none has.
+  std::array<std::optional<double>, INDICATOR_COUNT> means;
+};
+
 enum class Severity { info, warn, fail };
 
 /// A stretch of frames on which a rule holds.
@@ -33,9 +42,16 @@ struct Event {
   Severity severity = Severity::info;        ///< the rule's where the rule is broken, else info
   std::int64_t startFrame = 0, endFrame = 0; ///< both included
   double startTime = 0, endTime = 0; ///< seconds; the end is that of the last frame's display
-  std::int64_t frames = 0;           ///< frames on which the rule held; undecodable: errors
-  std::optional<double> worst;       ///< worst value of the rule's indicator; none: undecodable
+  std::int64_t frames = 0; ///< frames on which the rule held; undecodable: errors; missing: so many
+  std::optional<double> worst; ///< worst value of the rule's indicator; of decode errors none
+  std::string text = {};       ///< of bars: how wide they are and which shape they leave
+  std::optional<std::int64_t> worstFrame = {}; ///< the first one with that value
 };
+
+/// Told of each frame when the rules have looked at it, some seconds behind the last one added,
+/// with the stretches that are going on there and may become events.
+using FrameObserver =
+    std::function<void(std::int64_t frame, const std::vector<const Event *> &open)>;
 
 /// A profile's limit that the input does not keep.
 struct BrokenRule {
@@ -44,17 +60,26 @@ struct BrokenRule {
   std::string reason; ///< a sentence: what was found and what is allowed
 };
 
+/// A rule that there was nothing for to look at.
+struct NotJudged {
+  std::string kind;
+  std::string reason; ///< "not requested", "pictures of 176x144 are too small for block loss", ...
+};
+
 enum class Verdict { pass, warn, fail, unmeasured };
 
 struct Judgement {
   std::array<IndicatorSummary, INDICATOR_COUNT> summaries;
+  std::vector<Shot> shots;
   std::vector<Event> events; ///< by start time
   std::vector<BrokenRule> broken;
-  std::vector<std::string> notJudged; ///< kinds with a rule whose indicator has no value at all
+  std::vector<NotJudged> notJudged; ///< whose indicator has no value at all
+  std::size_t rules = 0;            ///< of the profile, these among them
   Verdict verdict = Verdict::pass;
-  std::string reason;      ///< why the input is unmeasured
-  std::int64_t frames = 0; ///< measured
-  double duration = 0;     ///< seconds that the measured frames are displayed for
+  std::string reason;          ///< why the input is unmeasured
+  std::int64_t firstFrame = 0; ///< of those measured
+  std::int64_t frames = 0;     ///< measured
+  double duration = 0;         ///< seconds that the measured frames are displayed for
 };
 
 /// 0: measured, no rule of severity fail broken; 1: such a rule is broken; 2: not measured, or the

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/profile.h"
 #include "qc/judge/shipped_profiles.h"
+#include "qc/source/input_file.h"
+#include "qc/source/source.h"
 
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
-#include <fstream>
-#include <sstream>
 #include <toml++/toml.h>
 
 namespace lumagauge::qc {
@@ -16,7 +16,13 @@ namespace {
 constexpr std::array<std::string_view, 4> COMPARISON_NAMES{">", ">=", "<", "<="};
 constexpr std::array<std::string_view, 3> SEVERITY_NAMES{"info", "warn", "fail"};
 constexpr double PER_CENT = 100.0;
-constexpr std::string_view UNDECODABLE = "undecodable";
+constexpr std::size_t MOST_PROFILE_BYTES = std::size_t{1} << 20;
+
+/// Kinds that come of decode errors instead of values.
+bool isOfErrors(std::string_view kind) {
+  return kind == kindName(DecodeErrorKind::undecodable) ||
+         kind == kindName(DecodeErrorKind::missing) || kind == CONCEALED;
+}
 
 template <class Names>
 std::optional<std::size_t> indexOf(const Names &names, std::string_view name) {
@@ -41,11 +47,14 @@ private:
   void readRule(std::string_view kind, const toml::key &key, const toml::table &table);
   bool readRuleKey(Rule &rule, const toml::key &key, const toml::node &value) const;
   bool readConditionKey(Condition &condition, const toml::key &key, const toml::node &value) const;
-  std::vector<Condition> readFurther(const toml::node &value) const;
+  std::vector<Condition> readList(const toml::key &key, const toml::node &value) const;
+  std::vector<std::vector<Condition>> readLists(const toml::key &key,
+                                                const toml::node &value) const;
   void requireCondition(const toml::table &table, const toml::source_region &where,
                         std::string_view what) const;
 
   std::string string(const toml::key &key, const toml::node &value) const;
+  Signal signal(const toml::key &key, const toml::node &value) const;
   double number(const toml::key &key, const toml::node &value) const;
   double amount(const toml::key &key, const toml::node &value, double most) const;
   template <class Names>
@@ -60,6 +69,17 @@ std::string ProfileReader::string(const toml::key &key, const toml::node &value)
   if (!value.is_string())
     fail(value.source(), fmt::format("'{}' must be a string", key.str()));
   return **value.as_string();
+}
+
+Signal ProfileReader::signal(const toml::key &key, const toml::node &value) const {
+  const std::string name = string(key, value);
+  const std::optional<Signal> found = parseSignal(name);
+  if (!found)
+    fail(value.source(),
+         fmt::format("'{}' is no {}; one of {} is expected, alone or with {} "
+                     "behind it",
+                     name, key.str(), fmt::join(INDICATOR_NAMES, ", "), viewNames()));
+  return *found;
 }
 
 double ProfileReader::number(const toml::key &key, const toml::node &value) const {
@@ -91,7 +111,7 @@ std::size_t ProfileReader::choice(const toml::key &key, const toml::node &value,
 bool ProfileReader::readConditionKey(Condition &condition, const toml::key &key,
                                      const toml::node &value) const {
   if (key == "indicator")
-    condition.indicator = static_cast<Indicator>(choice(key, value, INDICATOR_NAMES));
+    condition.signal = signal(key, value);
   else if (key == "comparison")
     condition.comparison = static_cast<Comparison>(choice(key, value, COMPARISON_NAMES));
   else if (key == "threshold")
@@ -108,21 +128,36 @@ void ProfileReader::requireCondition(const toml::table &table, const toml::sourc
       fail(where, fmt::format("{} lacks '{}'", what, key));
 }
 
-std::vector<Condition> ProfileReader::readFurther(const toml::node &value) const {
+std::vector<Condition> ProfileReader::readList(const toml::key &key,
+                                               const toml::node &value) const {
   const toml::array *const tables = value.as_array();
   if (tables == nullptr || !tables->is_homogeneous(toml::node_type::table))
-    fail(value.source(), "'and' must be an array of tables with indicator, comparison, threshold");
+    fail(value.source(),
+         fmt::format("'{}' must hold tables with indicator, comparison, threshold", key.str()));
   std::vector<Condition> conditions;
   for (const toml::node &node : *tables) {
     const toml::table &table = *node.as_table();
     Condition condition;
-    for (const auto &[key, entry] : table)
-      if (!readConditionKey(condition, key, entry))
-        fail(key.source(), fmt::format("unknown key '{}' in 'and'", key.str()));
-    requireCondition(table, node.source(), "an entry of 'and'");
+    for (const auto &[name, entry] : table)
+      if (!readConditionKey(condition, name, entry))
+        fail(name.source(), fmt::format("unknown key '{}' in '{}'", name.str(), key.str()));
+    requireCondition(table, node.source(), fmt::format("an entry of '{}'", key.str()));
     conditions.push_back(condition);
   }
   return conditions;
+}
+
+std::vector<std::vector<Condition>> ProfileReader::readLists(const toml::key &key,
+                                                             const toml::node &value) const {
+  const toml::array *const lists = value.as_array();
+  if (lists == nullptr || !lists->is_homogeneous(toml::node_type::array))
+    fail(
+        value.source(),
+        fmt::format("'{}' must be an array of arrays of tables, each as that of 'and'", key.str()));
+  std::vector<std::vector<Condition>> result;
+  for (const toml::node &list : *lists)
+    result.push_back(readList(key, list));
+  return result;
 }
 
 bool ProfileReader::readRuleKey(Rule &rule, const toml::key &key, const toml::node &value) const {
@@ -135,11 +170,13 @@ bool ProfileReader::readRuleKey(Rule &rule, const toml::key &key, const toml::no
     rule.severity = static_cast<Severity>(choice(key, value, SEVERITY_NAMES));
   else if (key == "max_duration")
     rule.limits.maxDuration = amount(key, value, ANY);
+  else if (key == "max_total")
+    rule.limits.maxTotal = amount(key, value, ANY);
   else if (key == "max_count") {
     if (!value.is_integer() || **value.as_integer() < 0)
       fail(value.source(), "'max_count' must be a whole number, 0 or more");
     rule.limits.maxCount = **value.as_integer();
-  } else if (rule.kind == UNDECODABLE)
+  } else if (isOfErrors(rule.kind))
     return false; // no frames are there to compare or to count
   else if (key == "edge_threshold")
     rule.edgeThreshold = number(key, value);
@@ -147,8 +184,12 @@ bool ProfileReader::readRuleKey(Rule &rule, const toml::key &key, const toml::no
     rule.limits.maxShare = amount(key, value, PER_CENT);
   else if (key == "and") {
     rule.conditions.resize(1);
-    for (const Condition &condition : readFurther(value))
+    for (const Condition &condition : readList(key, value))
       rule.conditions.push_back(condition);
+  } else if (key == "after") {
+    rule.after = readLists(key, value);
+  } else if (key == "or") {
+    rule.alternatives = readLists(key, value);
   } else
     return readConditionKey(rule.conditions.front(), key, value);
   return true;
@@ -165,7 +206,7 @@ void ProfileReader::readRule(std::string_view kind, const toml::key &kindKey,
   if (slot)
     rule = *slot;
   rule.kind = kind;
-  const bool isNew = !slot && kind != UNDECODABLE;
+  const bool isNew = !slot && !isOfErrors(kind);
   if (isNew)
     rule.conditions.resize(1);
   for (const auto &[key, value] : table)
@@ -213,8 +254,8 @@ Profile ProfileReader::read() {
 
 } // namespace
 
-bool Condition::holds(const FrameRecord &record) const {
-  const std::optional<double> &value = record[indicator];
+bool Condition::holds(const Timeline &timeline) const {
+  const std::optional<double> value = timeline[signal];
   if (!value)
     return false;
   switch (comparison) {
@@ -245,20 +286,16 @@ std::vector<std::string_view> profileNames() {
   return names;
 }
 
-std::string profileText(const std::string &nameOrPath) {
+std::string profileText(const std::string &nameOrPath, const Notice &notice) {
   for (const ShippedProfile &profile : SHIPPED_PROFILES)
     if (profile.name == nameOrPath)
       return std::string(profile.text);
-  // By a stream, as what an iterator meets when it reads a folder is an exception.
-  std::ifstream file(nameOrPath, std::ios::binary);
-  std::ostringstream text;
-  if (file.peek() != std::ifstream::traits_type::eof())
-    text << file.rdbuf();
-  if (!file.is_open() || file.bad())
-    throw ProfileError(fmt::format("{}: cannot be read, and no shipped profile has this name; "
-                                   "these have: {}",
-                                   nameOrPath, fmt::join(profileNames(), ", ")));
-  return text.str();
+  try {
+    return readText(nameOrPath == "-" ? "./-" : nameOrPath, MOST_PROFILE_BYTES, notice);
+  } catch (const InputError &error) {
+    throw ProfileError(fmt::format("{}: {}, and no shipped profile has this name; these have: {}",
+                                   nameOrPath, error.what(), fmt::join(profileNames(), ", ")));
+  }
 }
 
 Profile parseProfile(std::string_view text, const std::string &origin) {
@@ -271,8 +308,8 @@ Profile parseProfile(std::string_view text, const std::string &origin) {
   }
 }
 
-Profile loadProfile(const std::string &nameOrPath) {
-  return parseProfile(profileText(nameOrPath), nameOrPath);
+Profile loadProfile(const std::string &nameOrPath, const Notice &notice) {
+  return parseProfile(profileText(nameOrPath, notice), nameOrPath);
 }
 
 } // namespace lumagauge::qc

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace lumagauge::qc {
 
@@ -76,6 +77,39 @@ std::array<IndicatorSummary, INDICATOR_COUNT> Summarizer::finish() {
     summary.max = numbers.back();
   }
   return summaries;
+}
+
+void ShotSummarizer::add(const FrameRecord &record) {
+  if (!shots.empty() && record.time > lastTime)
+    shots.back().endTime = record.time;
+  if (shots.empty() || record.shot != number) {
+    close();
+    number = record.shot;
+    shots.push_back({.startFrame = record.frame, .startTime = record.time, .means = {}});
+  }
+  Shot &shot = shots.back();
+  shot.endFrame = record.frame;
+  shot.endTime = record.time + frameTime;
+  lastTime = record.time;
+  for (std::size_t i = 0; i < INDICATOR_COUNT; ++i)
+    if (const std::optional<double> &value = record[INDICATORS[i].indicator];
+        value && !std::isnan(*value)) {
+      shot.means[i] = shot.means[i].value_or(0) + *value; // a sum until the shot ends
+      ++counts[i];
+    }
+}
+
+void ShotSummarizer::close() {
+  if (!shots.empty())
+    for (std::size_t i = 0; i < INDICATOR_COUNT; ++i)
+      if (std::optional<double> &mean = shots.back().means[i])
+        *mean /= static_cast<double>(counts[i]);
+  counts = {};
+}
+
+std::vector<Shot> ShotSummarizer::finish() {
+  close();
+  return std::move(shots);
 }
 
 } // namespace lumagauge::qc

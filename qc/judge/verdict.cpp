@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/verdict.h"
+#include "qc/judge/events.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -27,28 +28,37 @@ int exitStatus(Verdict verdict) {
   return 2;
 }
 
-std::optional<BrokenRule> brokenRule(const Rule &rule, const std::vector<Event> &events,
+void EventTotals::add(const Event &event, double seconds) {
+  total += seconds;
+  ++count;
+  frames += event.frames;
+  longest = std::max(longest, event.endTime - event.startTime);
+}
+
+std::optional<BrokenRule> brokenRule(const Rule &rule, const EventTotals &totals,
                                      std::int64_t frames) {
-  if (rule.severity == Severity::info || events.empty())
+  const auto &[count, held, longest, total] = totals;
+  if (rule.severity == Severity::info || count == 0)
     return std::nullopt;
-  const auto count = static_cast<std::int64_t>(events.size());
-  std::int64_t held = 0;
-  double longest = 0;
-  for (const Event &event : events) {
-    held += event.frames;
-    longest = std::max(longest, event.endTime - event.startTime);
-  }
   const double share =
       frames > 0 ? 100.0 * static_cast<double>(held) / static_cast<double>(frames) : 0;
   const Limits &limits = rule.limits;
   std::vector<std::string> reasons;
-  if (!limits.maxShare && !limits.maxDuration && !limits.maxCount)
+  const bool areMissing = rule.kind == kindName(DecodeErrorKind::missing);
+  const bool isLimited =
+      limits.maxShare || limits.maxDuration || limits.maxTotal || limits.maxCount;
+  if (areMissing && !isLimited)
+    reasons.push_back(fmt::format("{} frame{}, none allowed", held, held == 1 ? "" : "s"));
+  else if (!isLimited)
     reasons.push_back(fmt::format("{} event{}, none allowed", count, count == 1 ? "" : "s"));
   if (limits.maxShare && share > *limits.maxShare)
     reasons.push_back(fmt::format("{:.2f} % of the frames, {} % allowed", share, *limits.maxShare));
   if (limits.maxDuration && longest > *limits.maxDuration)
     reasons.push_back(
         fmt::format("an event of {:.3f} s, {} s allowed", longest, *limits.maxDuration));
+  if (limits.maxTotal && total > *limits.maxTotal + TIME_ROUNDING)
+    reasons.push_back(
+        fmt::format("{:.3f} s of all events together, {} s allowed", total, *limits.maxTotal));
   if (limits.maxCount && count > *limits.maxCount)
     reasons.push_back(
         fmt::format("{} event{}, {} allowed", count, count == 1 ? "" : "s", *limits.maxCount));
@@ -58,6 +68,12 @@ std::optional<BrokenRule> brokenRule(const Rule &rule, const std::vector<Event> 
 }
 
 void decide(Judgement &judgement, const InputEnd &end) {
+  if (end.interrupted) { // what was found so far cannot pass for all of the input
+    judgement.verdict = Verdict::unmeasured;
+    judgement.reason = fmt::format("interrupted after {} frame{} ({:.3f} s)", judgement.frames,
+                                   judgement.frames == 1 ? "" : "s", judgement.duration);
+    return;
+  }
   if (judgement.frames == 0) {
     judgement.verdict = Verdict::unmeasured;
     judgement.reason = "no frame could be measured";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/measure/pipeline.h"
-
-#include <sched.h>
+#include "qc/measure/cpus.h"
+#include "qc/measure/shots.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -15,6 +15,8 @@
 namespace lumagauge::qc {
 
 namespace {
+
+constexpr int MOST_THREADS_PER_CPU = 4;
 
 /// Hands out pictures and takes their buffers back for later ones. Outlives what it hands out.
 class PicturePool {
@@ -63,13 +65,19 @@ Picture pictureOf(const LumaPicture &luma, const Meter &meter) {
   return {luma.samples.data(), meter.width(), meter.height()};
 }
 
+Range rangeOf(const InputInfo &info) {
+  return info.range == "full"      ? Range::full
+         : info.range == "limited" ? Range::limited
+                                   : Range::unknown;
+}
+
 } // namespace
 
 class Pipeline::Threads {
 public:
   Threads(VideoSource &videoSource, std::uint32_t requested, int count)
-      : source(videoSource),
-        meter(source.info().width, source.info().height, source.info().rate, requested),
+      : source(videoSource), meter(source.info().width, source.info().height, source.info().rate,
+                                   requested, rangeOf(source.info())),
         limit(2 * static_cast<std::size_t>(count) + 2) {
     try {
       for (int i = 0; i < count; ++i)
@@ -84,9 +92,14 @@ public:
   Threads(const Threads &) = delete;
   Threads &operator=(const Threads &) = delete;
 
+  bool waitFor(std::chrono::milliseconds most) {
+    std::unique_lock lock(mutex);
+    return frameDone.wait_for(lock, most, [&] { return isNextKnown(); });
+  }
+
   std::optional<FrameRecord> next() {
     std::unique_lock lock(mutex);
-    frameDone.wait(lock, [&] { return inOrder.empty() ? sourceEnded : inOrder.front()->done; });
+    frameDone.wait(lock, [&] { return isNextKnown(); });
     if (inOrder.empty() && sourceFailure)
       std::rethrow_exception(sourceFailure);
     if (inOrder.empty())
@@ -98,10 +111,13 @@ public:
     if (job->failure)
       std::rethrow_exception(job->failure);
     job->record.values = meter.take(job->measures);
+    job->record.shot = shots.add(job->record);
     return job->record;
   }
 
 private:
+  bool isNextKnown() const { return inOrder.empty() ? sourceEnded : inOrder.front()->done; }
+
   /// The reader's thread.
   void readAll() {
     std::exception_ptr failure;
@@ -162,6 +178,7 @@ private:
   void measure(Job &job) const {
     const LumaPicture &luma = *job.picture;
     job.record = {luma.frame, luma.time, luma.pictureType, {}};
+    job.record.news = luma.news;
     const Picture picture = pictureOf(luma, meter);
     const std::optional<Picture> previous =
         job.previous ? std::optional(pictureOf(*job.previous, meter)) : std::nullopt;
@@ -183,6 +200,7 @@ private:
 
   VideoSource &source;
   Meter meter;
+  ShotCounter shots;
   const std::size_t limit; ///< frames that are read and not yet delivered
   PicturePool pool;
 
@@ -197,18 +215,18 @@ private:
   std::vector<std::thread> workers;
 };
 
-int usableCpus() {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  // Fails where the machine has more CPUs than the set has places.
-  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) > 0)
-    return CPU_COUNT(&set);
-  return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+int measuringThreads(int wanted) {
+  const int cpus = usableCpus();
+  return wanted > 0 ? std::min(wanted, MOST_THREADS_PER_CPU * cpus) : cpus;
 }
 
 Pipeline::Pipeline(VideoSource &source, std::uint32_t requested, int count)
     : threads(std::make_unique<Threads>(source, requested, count)) {}
 Pipeline::~Pipeline() = default;
+
+bool Pipeline::waitFor(std::chrono::milliseconds most) {
+  return threads->waitFor(most);
+}
 
 std::optional<FrameRecord> Pipeline::next() {
   return threads->next();

@@ -6,13 +6,15 @@
 
 #include "qc/source/source.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
 namespace lumagauge::qc {
 
-/// CPUs that this process may use; at least 1.
-int usableCpus();
+/// How many threads measure where `wanted` are asked for, 0 for as many as usableCpus(). More
+/// than a few a CPU gain nothing, and each holds two pictures.
+int measuringThreads(int wanted);
 
 /// Measures all that a source still delivers. At most 2 * threads + 2 frames are on their way at
 /// any time, whatever the length of the video.
@@ -28,6 +30,8 @@ public:
   /// Waits for the next frame in order; empty at the end. Throws what the source or a measure threw
   /// there; the pipeline is then of no further use.
   std::optional<FrameRecord> next();
+  /// Waits until `next` need not, but no longer than `most`; false where it would still have to.
+  bool waitFor(std::chrono::milliseconds most);
 
 private:
   class Threads;

@@ -13,15 +13,17 @@ namespace {
 /// A fault on every other frame of a long video would bury the verdict; the files have all.
 constexpr std::size_t MOST_EVENTS = 100;
 
-void printInput(std::ostream &stream, const InputInfo &info, const Judgement &judgement) {
+void printInput(std::ostream &stream, const InputInfo &info, const InputEnd &end,
+                const Judgement &judgement) {
   fmt::print(stream, "{}\n", printable(info.path));
   fmt::print(stream, "  {}, {}, {}x{} {}, luma {}, range {}\n", printable(info.format),
              printable(info.codec), info.width, info.height, printable(info.pixelFormat),
              info.lumaRule, info.range);
   fmt::print(stream, "  {} frames, {}, {:.6g} frames/s ({})\n", judgement.frames,
              clockTime(judgement.duration), info.rate, info.rateOrigin);
-  for (const std::string &warning : info.warnings)
-    fmt::print(stream, "  warning: {}\n", printable(warning));
+  for (const auto *warnings : {&info.warnings, &end.warnings})
+    for (const std::string &warning : *warnings)
+      fmt::print(stream, "  warning: {}\n", printable(warning));
 }
 
 void printTable(std::ostream &stream, const Judgement &judgement) {
@@ -40,7 +42,17 @@ void printTable(std::ostream &stream, const Judgement &judgement) {
   }
 }
 
-void printEvents(std::ostream &stream, const std::vector<Event> &events) {
+/// Errors have no frames of their own, and the one behind them may never have come.
+std::string placeOf(const Event &event, const Judgement &judgement) {
+  if (event.endFrame == 0)
+    return "at the start";
+  if (event.endFrame >= judgement.firstFrame + judgement.frames)
+    return "after the last frame";
+  return fmt::format("before frame {}", event.endFrame);
+}
+
+void printEvents(std::ostream &stream, const Judgement &judgement) {
+  const std::vector<Event> &events = judgement.events;
   fmt::print(stream, "\n");
   if (events.empty())
     fmt::print(stream, "no events\n");
@@ -49,13 +61,30 @@ void printEvents(std::ostream &stream, const std::vector<Event> &events) {
     fmt::print(stream, "{:<4}  {:<12}  {} - {}  ", severityName(e.severity), e.kind,
                clockTime(e.startTime), clockTime(e.endTime));
     if (e.worst)
-      fmt::print(stream, "frames {} - {}, worst {:.4g}\n", e.startFrame, e.endFrame, *e.worst);
+      fmt::print(stream, "frames {} - {}, {}\n", e.startFrame, e.endFrame,
+                 e.text.empty() ? fmt::format("worst {:.4g}", *e.worst) : e.text);
     else
-      fmt::print(stream, "before frame {}, {} error{}\n", e.endFrame, e.frames,
+      fmt::print(stream, "{}, {} {}{}\n", placeOf(e, judgement), e.frames,
+                 e.kind == kindName(DecodeErrorKind::missing) ? "frame" : "error",
                  e.frames == 1 ? "" : "s");
   }
   if (events.size() > MOST_EVENTS)
     fmt::print(stream, "... and {} more\n", events.size() - MOST_EVENTS);
+}
+
+/// A line a reason.
+void printNotJudged(std::ostream &stream, const std::vector<NotJudged> &rules) {
+  std::vector<std::pair<std::string, std::vector<std::string>>> kindsOf;
+  for (const NotJudged &rule : rules) {
+    const auto same = std::find_if(kindsOf.begin(), kindsOf.end(),
+                                   [&](const auto &one) { return one.first == rule.reason; });
+    if (same == kindsOf.end())
+      kindsOf.push_back({rule.reason, {rule.kind}});
+    else
+      same->second.push_back(rule.kind);
+  }
+  for (const auto &[reason, kinds] : kindsOf)
+    fmt::print(stream, "not judged: {} ({})\n", fmt::join(kinds, ", "), reason);
 }
 
 } // namespace
@@ -63,16 +92,14 @@ void printEvents(std::ostream &stream, const std::vector<Event> &events) {
 void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &end,
                  const Judgement &judgement, bool quiet) {
   if (!quiet) {
-    printInput(stream, info, judgement);
+    printInput(stream, info, end, judgement);
     if (!end.errors.empty())
       fmt::print(stream, "  warning: {} decode error{}, the first at {}: {}\n", end.errors.size(),
                  end.errors.size() == 1 ? "" : "s", clockTime(end.errors.front().time),
                  printable(end.errors.front().message));
     printTable(stream, judgement);
-    printEvents(stream, judgement.events);
-    if (!judgement.notJudged.empty())
-      fmt::print(stream, "not judged, for lack of values: {}\n",
-                 fmt::join(judgement.notJudged, ", "));
+    printEvents(stream, judgement);
+    printNotJudged(stream, judgement.notJudged);
   }
   printVerdict(stream, info.path, judgement);
   if (!quiet)
@@ -83,12 +110,20 @@ void printVerdict(std::ostream &stream, const std::string &path, const Judgement
   std::vector<std::string> reasons;
   if (judgement.verdict == Verdict::unmeasured)
     reasons.push_back(printable(judgement.reason));
-  else
-    for (const BrokenRule &broken : judgement.broken)
-      reasons.push_back(
-          fmt::format("{} {} ({})", severityName(broken.severity), broken.kind, broken.reason));
-  fmt::print(stream, "verdict: {}  {}{}{}\n", verdictName(judgement.verdict), printable(path),
-             reasons.empty() ? "" : "  ", fmt::join(reasons, ", "));
+  for (const BrokenRule &broken : judgement.broken)
+    reasons.push_back(
+        fmt::format("{} {} ({})", severityName(broken.severity), broken.kind, broken.reason));
+  fmt::print(
+      stream, "verdict: {}  {}{}{}\n",
+      verdictText(judgement.verdict, judgement.rules - judgement.notJudged.size(), judgement.rules),
+      printable(path), reasons.empty() ? "" : "  ", fmt::join(reasons, ", "));
+}
+
+std::string verdictText(Verdict verdict, std::size_t judged, std::size_t rules) {
+  const std::string name(verdictName(verdict));
+  if (judged == rules || (verdict != Verdict::pass && verdict != Verdict::warn))
+    return name;
+  return fmt::format("{} ({} of {} rules judged)", name, judged, rules);
 }
 
 std::string clockTime(double seconds) {

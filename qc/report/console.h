@@ -15,6 +15,9 @@ void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &en
                  const Judgement &judgement, bool quiet);
 /// One line: verdict, path, why. Also for an input that could not be opened.
 void printVerdict(std::ostream &stream, const std::string &path, const Judgement &judgement);
+/// The verdict; where rules were left out that might have spoilt it, with how many were judged:
+/// "pass (15 of 17 rules judged)".
+std::string verdictText(Verdict verdict, std::size_t judged, std::size_t rules);
 
 /// Seconds as h:mm:ss.mmm, rounded to the millisecond; "-" in front where negative.
 std::string clockTime(double seconds);

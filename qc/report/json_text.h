@@ -13,17 +13,28 @@ namespace lumagauge::qc {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::string_view SCHEMA = "lumagauge/1";
+constexpr std::string_view SCHEMA = "lumagauge/1", FAILURE_SCHEMA = "lumagauge-failure/1";
 
 /// A number; "NaN", "Infinity" or "-Infinity" where it is none; null where there is no value.
 Json jsonNumber(std::optional<double> value);
 double numberOf(const Json &value); ///< the reverse, of what is not null
 
+/// The document without its frames, which may be many; a discarded value where it is no JSON.
+Json readWithoutFrames(const std::filesystem::path &path);
+
 /// UTF-8 on one line; bytes that are not UTF-8 (file names may hold them) as U+FFFD.
 std::string jsonText(const Json &value);
 
 Json settingsJson(const Settings &settings);
+/// The member `part`.
+Json partJson(const PartFacts &part, const InputEnd &end);
 Json rulesJson(const Profile &profile);
+Json identityJson(const std::optional<FileIdentity> &identity); ///< null where there is none
+Json summaryJson(const std::array<IndicatorSummary, INDICATOR_COUNT> &summaries);
+Json eventsJson(const std::vector<Event> &events);
+Json brokenJson(const std::vector<BrokenRule> &rules);
+Json notJudgedJson(const std::vector<NotJudged> &rules);
+Json digestJson(const ContentDigest &digest);
 /// The absolute path of a file, null for standard input and URLs.
 Json absolutePathJson(const std::string &inputPath);
 

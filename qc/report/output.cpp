@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/report/output.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <map>
+#include <regex>
 #include <system_error>
-#include <unistd.h>
 
 namespace lumagauge::qc {
 
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Leaves room for the hash and the longest temporary ending within the 255 bytes of a file name.
+/// Leaves room for the hash and the endings within the 255 bytes of a file name.
 constexpr std::size_t LONGEST_NAME = 200;
 
 /// FNV-1a: unlike std::hash the same in every build, as --resume needs.
@@ -40,38 +40,15 @@ std::string absoluteName(const std::string &input) {
   return error ? input : absolute.lexically_normal().string();
 }
 
+std::string hashedName(const std::string &input) {
+  return fmt::format("{}-{:016x}", baseName(input).substr(0, LONGEST_NAME),
+                     stableHash(absoluteName(input)));
+}
+
 } // namespace
 
-AtomicFile::AtomicFile(fs::path target) : path(std::move(target)), temporary(path) {
-  temporary += fmt::format(".{}.part", ::getpid());
-  file.open(temporary, std::ios::binary | std::ios::trunc);
-  if (!file)
-    throw OutputError(
-        fmt::format("{}: cannot be written: {}", path.string(), std::strerror(errno)));
-}
-
-AtomicFile::~AtomicFile() {
-  if (temporary.empty())
-    return;
-  file.close();
-  std::error_code ignored; // there is nobody left to tell
-  fs::remove(temporary, ignored);
-}
-
-void AtomicFile::commit() {
-  file.close(); // sets the fail state where the last bytes cannot be written
-  if (!file)
-    throw OutputError(fmt::format("{}: writing failed; is the disk full?", path.string()));
-  std::error_code error;
-  fs::rename(temporary, path, error);
-  if (error)
-    throw OutputError(
-        fmt::format("{}: cannot be put in place: {}", path.string(), error.message()));
-  temporary.clear();
-}
-
 std::vector<std::string> outputNames(const std::vector<std::string> &inputs) {
-  std::map<std::string, std::string> firstUser{{SUMMARY_NAME, ""}};
+  std::map<std::string, std::string> firstUser{{SUMMARY_NAME, ""}, {INDEX_NAME, ""}};
   std::map<std::string, bool> isShared;
   for (const std::string &input : inputs) {
     const std::string absolute = absoluteName(input);
@@ -82,12 +59,35 @@ std::vector<std::string> outputNames(const std::vector<std::string> &inputs) {
   std::vector<std::string> names;
   for (const std::string &input : inputs) {
     std::string name = baseName(input);
-    if (isShared.contains(name) || name.size() > LONGEST_NAME)
-      name =
-          fmt::format("{}-{:016x}", name.substr(0, LONGEST_NAME), stableHash(absoluteName(input)));
-    names.push_back(std::move(name));
+    const bool isHashed = isShared.contains(name) || name.size() > LONGEST_NAME;
+    names.push_back(isHashed ? hashedName(input) : std::move(name));
   }
   return names;
+}
+
+std::string rangeText(const FrameRange &range) {
+  return fmt::format("{}:{}", range.begin, range.end ? std::to_string(*range.end) : "");
+}
+
+std::string partName(const std::string &name, const FrameRange &range) {
+  std::string suffix = rangeText(range);
+  std::replace(suffix.begin(), suffix.end(), ':', '-'); // a sign that some file systems refuse
+  return fmt::format("{}.{}", name, suffix);
+}
+
+std::string lastingName(const std::string &input) {
+  return hashedName(input);
+}
+
+std::string wholeName(const std::string &name, const FrameRange &range) {
+  const std::string suffix = partName("", range);
+  return name.ends_with(suffix) ? name.substr(0, name.size() - suffix.size()) : name;
+}
+
+std::string wholeName(const std::string &name) {
+  static const std::regex PART(R"((.+)\.\d+-\d*)");
+  std::smatch found;
+  return std::regex_match(name, found, PART) ? found[1].str() : std::string();
 }
 
 } // namespace lumagauge::qc

@@ -1,47 +1,37 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// The files of --output: their names, and how they appear only when they are complete.
+// The names of the files of --output.
 #ifndef LUMAGAUGE_QC_REPORT_OUTPUT_H
 #define LUMAGAUGE_QC_REPORT_OUTPUT_H
 
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include "qc/source/part_source.h"
+
 #include <string>
 #include <vector>
 
 namespace lumagauge::qc {
 
-/// A file that cannot be written; the message names it and says why.
-class OutputError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+/// The NAMEs of the batch's own files, summary.csv and index.html.
+constexpr const char *SUMMARY_NAME = "summary", *INDEX_NAME = "index";
 
-/// A file that is written under another name in the same directory and takes its own, replacing
-/// what is there, on commit. Destroyed without one it leaves nothing behind.
-class AtomicFile {
-public:
-  explicit AtomicFile(std::filesystem::path path); ///< throws OutputError
-  ~AtomicFile();
-  AtomicFile(const AtomicFile &) = delete;
-  AtomicFile &operator=(const AtomicFile &) = delete;
-
-  std::ostream &stream() { return file; }
-  void commit(); ///< throws OutputError, also for any write that failed before
-
-private:
-  std::filesystem::path path, temporary;
-  std::ofstream file;
-};
-
-/// The NAME of the batch's own file.
-constexpr const char *SUMMARY_NAME = "summary";
-
-/// The NAME of each input's NAME.csv and NAME.json, in the order of `inputs`: the file name with
-/// its extension, "stdin" for "-". Inputs of one file name, whatever their order, get a hash of
-/// their absolute path appended, so that a name never depends on the order and seldom on what else
-/// is in the batch. The same path twice gets the same name twice.
+/// The NAME of each input's NAME.csv, NAME.json and NAME.html, in the order of `inputs`: the file
+/// name with its extension, "stdin" for "-". Inputs of one file name, whatever their order, get a
+/// hash of their absolute path appended, so that a name never depends on the order and seldom on
+/// what else is in the batch. The same path twice gets the same name twice.
 std::vector<std::string> outputNames(const std::vector<std::string> &inputs);
+
+/// The NAME of an input of a plan: always with the hash of its absolute path, so that it depends on
+/// nothing else and stays when later plans have other inputs.
+std::string lastingName(const std::string &input);
+
+/// "A:B", "A:" for a range to the end.
+std::string rangeText(const FrameRange &range);
+/// The NAME of a part of the input of that NAME.
+std::string partName(const std::string &name, const FrameRange &range);
+/// The reverse; the name itself where it is none of the range.
+std::string wholeName(const std::string &name, const FrameRange &range);
+/// The NAME of the whole where the name has the form of a part's, else empty.
+std::string wholeName(const std::string &name);
 
 } // namespace lumagauge::qc
 

@@ -1,32 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
-#include "qc/report/json_text.h"
+#include "qc/report/html_text.h"
 #include "qc/report/result_files.h"
-
-#include <fstream>
 
 namespace lumagauge::qc {
 
-namespace fs = std::filesystem;
-
 namespace {
-
-bool isNewer(const fs::path &result, const fs::path &input) {
-  std::error_code error;
-  const fs::file_time_type made = fs::last_write_time(result, error);
-  if (error)
-    return false;
-  const fs::file_time_type changed = fs::last_write_time(input, error);
-  return !error && made > changed;
-}
-
-/// The document without its frames, which may be many; a discarded value where it is no JSON.
-Json readWithoutFrames(const fs::path &path) {
-  std::ifstream file(path, std::ios::binary);
-  const auto keep = [](int depth, Json::parse_event_t event, const Json &parsed) {
-    return depth != 1 || event != Json::parse_event_t::key || parsed != "frames";
-  };
-  return Json::parse(file, keep, false);
-}
 
 /// What decides whether a result can be used again: threads do not change it.
 Json decisive(Json settings) {
@@ -53,6 +31,9 @@ BatchRow rowOf(const Json &document, const std::string &inputPath) {
   row.events = static_cast<std::int64_t>(document.at("events").size());
   for (const Json &broken : document.at("broken_rules"))
     row.broken.push_back(broken.at("kind"));
+  for (const Json &rule : document.at("not_judged"))
+    row.notJudged.push_back(rule.at("kind"));
+  row.rules = document.at("profile").at("rules").size();
   for (std::size_t i = 0; i < INDICATOR_COUNT; ++i) {
     const Json &summary = document.at("summary").at(std::string(INDICATOR_NAMES[i]));
     if (summary.is_object() && summary.contains("mean"))
@@ -63,9 +44,18 @@ BatchRow rowOf(const Json &document, const std::string &inputPath) {
 
 } // namespace
 
+Json readWithoutFrames(const std::filesystem::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  const auto keep = [](int depth, Json::parse_event_t event, const Json &parsed) {
+    return depth != 1 || event != Json::parse_event_t::key || parsed != "frames";
+  };
+  return Json::parse(file, keep, false);
+}
+
 std::optional<BatchRow> readCompleteResult(const ResultPaths &paths, const std::string &inputPath,
                                            const Settings &settings, const Profile &profile) {
-  if (!isNewer(paths.csv, inputPath) || !isNewer(paths.json, inputPath))
+  const std::optional<FileIdentity> identity = identityOf(inputPath);
+  if (!identity)
     return std::nullopt;
   try {
     const Json document = readWithoutFrames(paths.json);
@@ -73,8 +63,12 @@ std::optional<BatchRow> readCompleteResult(const ResultPaths &paths, const std::
         document.at("verdict") == verdictName(Verdict::unmeasured) ||
         document.at("tool").at("version") != settings.version ||
         document.at("input").at("absolute_path") != asWritten(absolutePathJson(inputPath)) ||
+        document.at("input").at("file") != identityJson(identity) ||
         decisive(document.at("settings")) != decisive(asWritten(settingsJson(settings))) ||
         document.at("profile").at("rules") != asWritten(rulesJson(profile)))
+      return std::nullopt;
+    const std::optional<ContentDigest> csv = digestOf(paths.csv);
+    if (!csv || document.at("csv") != digestJson(*csv))
       return std::nullopt;
     return rowOf(document, inputPath);
   } catch (const Json::exception &) {

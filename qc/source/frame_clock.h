@@ -12,15 +12,18 @@ extern "C" {
 
 namespace lumagauge::qc {
 
-/// Times are seconds from the container's start.
+/// Times are seconds from the first picture; until that is known, from the container's start.
 class FrameClock {
 public:
   /// Both must outlive the clock, which reads their time bases anew each time: where recordings are
-  /// joined these may change.
+  /// joined these may change. That of a picture from ahead of the change is in its `time_base`.
   FrameClock(const AVFormatContext &container, const AVStream &stream);
 
   /// Not so for a bare stream: libavformat makes its stamps up.
   bool hasStamps() const { return (container.iformat->flags & AVFMT_NOTIMESTAMPS) == 0; }
+  /// Makes the stream's first picture the origin, where it has a stamp. Returns its time until
+  /// then, which is what all earlier times are to be reduced by.
+  double startAt(const AVFrame &first);
   /// Moves on to the next picture, which stands behind `earlier` ones that count, and returns its
   /// time. Pictures without a stamp, and all where none has one, follow at `rate` a second.
   double advance(const AVFrame &frame, std::int64_t earlier, double rate);
@@ -30,12 +33,15 @@ public:
   double timeOf(const AVPacket &packet) const;
 
 private:
-  double seconds(std::int64_t stamp) const;
+  AVRational baseOf(const AVFrame &frame) const;
+  double seconds(std::int64_t stamp, AVRational base) const;
 
   const AVFormatContext &container;
   const AVStream &stream;
   double time = 0.0, end = 0.0;
-  double offset = 0.0; ///< added since time stamps went back
+  std::int64_t origin = AV_NOPTS_VALUE;   ///< in `originBase`, once known
+  AVRational originBase{1, AV_TIME_BASE}; ///< until then of the container
+  double offset = 0.0;                    ///< added since time stamps went back
 };
 
 } // namespace lumagauge::qc

@@ -4,8 +4,11 @@
 #ifndef LUMAGAUGE_QC_SOURCE_INPUT_FILE_H
 #define LUMAGAUGE_QC_SOURCE_INPUT_FILE_H
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -16,9 +19,42 @@ namespace lumagauge::qc {
 void cancelReading() noexcept;
 bool isReadingCancelled() noexcept;
 
+using Notice = std::function<void(const std::string &)>;
+
+/// All of a file, a pipe or standard input ("-"), which holds at most `mostBytes`. What it waits
+/// for is told to `notice` with the path. Throws InputError.
+std::string readText(const std::string &path, std::size_t mostBytes, const Notice &notice);
+
+/// For how long a reader has been waiting for bytes; other threads may ask.
+class WaitClock {
+public:
+  using Clock = std::chrono::steady_clock;
+
+  void start() noexcept { since = Clock::now().time_since_epoch().count(); }
+  /// `arrived`: bytes came.
+  void stop(bool arrived) noexcept {
+    since = 0;
+    arrivalCount += arrived ? 1 : 0;
+  }
+  double seconds() const noexcept; ///< 0 while nobody waits
+  std::int64_t arrivals() const noexcept { return arrivalCount; }
+
+private:
+  std::atomic<Clock::rep> since = 0;
+  std::atomic<std::int64_t> arrivalCount = 0;
+};
+
+/// How reads wait for bytes.
+struct Patience {
+  std::optional<double> seconds = {}; ///< a read that waits longer fails with ETIMEDOUT
+  WaitClock *clock = nullptr;         ///< runs while a read waits; may be null
+};
+
 class InputFile {
 public:
-  explicit InputFile(const std::string &path); ///< "-": standard input. Throws InputError.
+  /// "-": standard input. A named pipe is open at once and waits in the first read for a writer;
+  /// where that takes a while `notice`, unless empty, is told so. Throws InputError.
+  explicit InputFile(const std::string &path, Notice notice = nullptr, Patience patience = {});
   ~InputFile();
   InputFile(const InputFile &) = delete;
   InputFile &operator=(const InputFile &) = delete;
@@ -41,7 +77,12 @@ public:
   int failure() const { return failed; }
 
 private:
+  bool waitForBytes();
+
   int descriptor;
+  bool isNamedPipe = false;
+  Notice notice; ///< until bytes have come
+  Patience patience;
   std::optional<std::int64_t> byteCount;
   std::int64_t offsetNow = 0;
   bool pastEnd = false;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/source/libav_input.h"
 
+#include "qc/source/raw_layouts.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -23,6 +25,7 @@ namespace {
 constexpr int IO_BUFFER_BYTES = 1 << 16;
 /// Streams and probing that a real file stays under; more would let a small file cost much memory.
 constexpr int MAX_STREAMS = 256;
+constexpr unsigned LIVE_INDEX_BYTES = 1 << 14;
 constexpr std::int64_t PADDING_PIXELS = 1 << 20;
 /// Demuxers whose very purpose is to open what they name.
 constexpr std::array<std::string_view, 12> NESTING_FORMATS{
@@ -94,12 +97,32 @@ void refuseNesting(const AVInputFormat &format, const SourceOptions &options) {
                     format.name));
 }
 
+[[noreturn]] void refuseUnknown(const std::string &path, std::int64_t bytes, bool isRaw) {
+  const std::string fits = fittingLayouts(bytes, path);
+  throw InputError(fmt::format(
+      "{}; raw frames need --raw --size WIDTHxHEIGHT, and --pix-fmt where they are not yuv420p{}",
+      isRaw ? "by its name it holds raw frames, which have no header"
+            : "it is no container or video stream that is known here, or it is empty",
+      fits.empty() ? "" : fmt::format("; its {} bytes would fit {}", bytes, fits)));
+}
+
+/// Of what streams say of themselves, and of the places in them that could be sought.
+void limitMemory(AVFormatContext &format, const SourceOptions &options) {
+  format.max_streams = MAX_STREAMS;
+  if (options.live)
+    format.max_index_size = LIVE_INDEX_BYTES;
+}
+
 /// Protocols that an allowed one is built on.
 std::string protocolList(const SourceOptions &options) {
   std::vector<std::string> list = options.protocols;
   for (const std::string &protocol : options.protocols)
     if (protocol.starts_with("http"))
       list.insert(list.end(), {"tcp", "tls"});
+    else if (protocol.starts_with("rtsp"))
+      list.insert(list.end(), {"rtp", "udp", "tcp", "tls"});
+    else if (protocol == "rtp")
+      list.emplace_back("udp");
   if (options.nested)
     list.emplace_back("file");
   // An empty list would mean all of them.
@@ -169,12 +192,27 @@ bool LibavInput::wentPastEnd() const {
 int LibavInput::readFailure() const {
   if (file)
     return file->failure();
+  if (timedOut)
+    return ETIMEDOUT;
   return format->pb != nullptr && format->pb->error < 0 && format->pb->error != AVERROR_EOF ? EIO
                                                                                             : 0;
 }
 
+int LibavInput::readPacket(AVPacket &packet) {
+  if (file)
+    return checkMemory(av_read_frame(format, &packet));
+  WaitClock own, &clock = patience.clock != nullptr ? *patience.clock : own;
+  clock.start();
+  const std::int64_t bytes = format->pb != nullptr ? format->pb->bytes_read : 0;
+  const int code = checkMemory(av_read_frame(format, &packet));
+  timedOut = code < 0 && patience.seconds && clock.seconds() >= *patience.seconds;
+  // At the end demuxers give out what they still hold.
+  clock.stop(format->pb != nullptr ? format->pb->bytes_read > bytes : code >= 0);
+  return code;
+}
+
 void LibavInput::openFile(const std::string &path, const SourceOptions &options) {
-  file = std::make_unique<InputFile>(path);
+  file = std::make_unique<InputFile>(path, options.notice, patienceOf(options));
   auto *buffer = static_cast<std::uint8_t *>(allocated(av_malloc(IO_BUFFER_BYTES)));
   io = avio_alloc_context(buffer, IO_BUFFER_BYTES, 0, file.get(), readFile, nullptr,
                           file->size() ? seekFile : nullptr);
@@ -183,14 +221,20 @@ void LibavInput::openFile(const std::string &path, const SourceOptions &options)
     throw std::bad_alloc();
   }
   format = allocated(avformat_alloc_context());
+  format->opaque = &listener;
   const std::string name = hint(path);
   const AVInputFormat *demuxer = nullptr;
   const int probed = av_probe_input_buffer2(io, &demuxer, name.c_str(), nullptr, 0, 0);
   if (file->failure() != 0)
     throw InputError(fmt::format("reading it failed: {}", std::strerror(file->failure())));
-  if (probed < 0 || demuxer == nullptr)
-    throw InputError("it is no container or video stream that is known here, or it is empty; raw "
-                     "frames need --raw --size WIDTHxHEIGHT");
+  if (probed < 0 || demuxer == nullptr || std::string_view(demuxer->name) == "rawvideo")
+    refuseUnknown(path, file->size().value_or(0), demuxer != nullptr);
+  if (!options.nested && std::string_view(demuxer->name) == "image2") {
+    // By the extension alone; what is inside says better which kind of single picture it is.
+    const AVInputFormat *inside = nullptr;
+    if (av_probe_input_buffer2(io, &inside, "input", nullptr, 0, 0) >= 0 && inside != nullptr)
+      demuxer = inside;
+  }
   refuseNesting(*demuxer, options);
   if (options.nested && nests(*demuxer)) {
     // Lists name files relative to their own place, so the demuxer must know it.
@@ -202,24 +246,33 @@ void LibavInput::openFile(const std::string &path, const SourceOptions &options)
   format->pb = io;
   format->flags |= AVFMT_FLAG_CUSTOM_IO;
   format->io_open = refuseToOpen;
-  format->max_streams = MAX_STREAMS;
+  limitMemory(*format, options);
   AVDictionary *settings = nullptr;
   av_dict_set(&settings, "protocol_whitelist", "none", 0);
   const int opened = avformat_open_input(&format, name.c_str(), demuxer, &settings);
   av_dict_free(&settings);
+  if (opened == AVERROR(EBUSY)) // of a file that is open: what the demuxer of y4m says of sizes
+    throw InputError(
+        fmt::format("its {} header states no size that a picture can have", demuxer->name));
   checkLibav(opened, fmt::format("its {} container cannot be read", demuxer->name));
 }
 
 void LibavInput::openUrl(const std::string &url, const SourceOptions &options) {
   format = allocated(avformat_alloc_context());
-  format->max_streams = MAX_STREAMS;
+  format->opaque = &listener;
+  limitMemory(*format, options);
   format->interrupt_callback.callback = [](void *) { return isReadingCancelled() ? 1 : 0; };
   AVDictionary *settings = nullptr;
   av_dict_set(&settings, "protocol_whitelist", protocolList(options).c_str(), 0);
+  patience = {options.timeout, options.waitClock};
+  for (const char *name : {"rw_timeout", "timeout"}) // the latter is that of some protocols alone
+    if (options.timeout)
+      av_dict_set_int(&settings, name, static_cast<std::int64_t>(*options.timeout * 1e6), 0);
   const int opened = avformat_open_input(&format, url.c_str(), nullptr, &settings);
   av_dict_free(&settings);
   checkLibav(opened, "it cannot be opened");
-  refuseNesting(*format->iformat, options);
+  if (av_match_name(std::string(scheme(url)).c_str(), format->iformat->name) == 0)
+    refuseNesting(*format->iformat, options);
 }
 
 void LibavInput::findStreams(const SourceOptions &options) {

@@ -6,6 +6,7 @@
 #define LUMAGAUGE_QC_SOURCE_LIBAV_INPUT_H
 
 #include "qc/source/input_file.h"
+#include "qc/source/libav_listener.h"
 #include "qc/source/open_source.h"
 
 extern "C" {
@@ -43,10 +44,14 @@ public:
   AVFormatContext *operator->() const { return format; }
   AVFormatContext *get() const { return format; }
   bool isSeekable() const;
+  /// The next packet of any stream, or libav's code.
+  int readPacket(AVPacket &packet);
   /// The input ended before what the container refers to.
   bool wentPastEnd() const;
   /// The error number of the first read that failed, 0 where none did.
   int readFailure() const;
+  /// What is said while the container is read; decoders may be told to use it too.
+  LibavListener listener;
 
 private:
   void openFile(const std::string &path, const SourceOptions &options);
@@ -55,6 +60,8 @@ private:
   void close();
 
   std::unique_ptr<InputFile> file; ///< empty for a URL
+  Patience patience;               ///< of a URL
+  bool timedOut = false;           ///< likewise
   AVIOContext *io = nullptr;       ///< over `file`
   AVFormatContext *format = nullptr;
 };

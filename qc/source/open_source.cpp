@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/source/open_source.h"
 
+#include "qc/source/frame_index.h"
 #include "qc/source/libav_source.h"
 #include "qc/source/raw_source.h"
 
@@ -61,6 +62,25 @@ void Window::delivered(const LumaPicture &picture) {
 bool Window::isComplete() const {
   const auto *frames = length ? std::get_if<Frames>(&*length) : nullptr;
   return frames != nullptr && deliveries >= frames->value;
+}
+
+Patience patienceOf(const SourceOptions &options) {
+  return {options.pipesWait ? std::nullopt : options.timeout, options.waitClock};
+}
+
+FrameCount countFrames(const std::string &input, const SourceOptions &options,
+                       std::int64_t length) {
+  const InputInfo info = openSource(input, options)->info();
+  if (options.raw)
+    return {info.frameCount.value_or(0), info.frameCount ? "" : "it cannot be sought"};
+  const FrameIndex index(input, info.stream, options);
+  FrameCount count{static_cast<std::int64_t>(index.pictures().size()), index.unfit()};
+  for (std::int64_t begin = length; begin < count.frames && count.unfit.empty(); begin += length) {
+    const auto entry = index.entryFor(static_cast<std::size_t>(begin));
+    if (!entry || begin - static_cast<std::int64_t>(entry->picture) > length)
+      count.unfit = "its key frames are further apart than parts would be long";
+  }
+  return count;
 }
 
 std::unique_ptr<VideoSource> openSource(const std::string &input, const SourceOptions &options) {

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/source/raw_source.h"
 
+#include "qc/source/libav_input.h"
+#include "qc/source/libav_pointers.h"
+#include "qc/source/raw_layouts.h"
+
 #include <fmt/format.h>
 
 extern "C" {
@@ -18,24 +22,11 @@ namespace {
 
 /// libswscale's vector code may read a little behind the samples.
 constexpr std::size_t PADDING = 64;
-constexpr int MAX_SUGGESTIONS = 6;
-
-struct Geometry {
-  int width, height;
-};
-constexpr std::array<Geometry, 27> COMMON_GEOMETRIES{
-    {{1920, 1080}, {1280, 720},  {3840, 2160}, {720, 576},   {720, 480},   {640, 480},  {640, 360},
-     {320, 192},   {352, 288},   {320, 240},   {176, 144},   {320, 180},   {352, 240},  {416, 240},
-     {480, 270},   {704, 480},   {704, 576},   {768, 432},   {832, 480},   {854, 480},  {960, 540},
-     {1024, 768},  {1440, 1080}, {1920, 1088}, {2560, 1440}, {4096, 2160}, {7680, 4320}}};
-constexpr std::array<AVPixelFormat, 8> COMMON_FORMATS{
-    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P,     AV_PIX_FMT_GRAY8,
-    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_YUV422P10LE, AV_PIX_FMT_YUV444P10LE, AV_PIX_FMT_UYVY422};
 
 } // namespace
 
 RawSource::RawSource(const std::string &input, const SourceOptions &options)
-    : file(input), window(options) {
+    : file(input, options.notice, patienceOf(options)), tap(options.tap), window(options) {
   inputInfo.path = input;
   inputInfo.format = inputInfo.codec = "rawvideo";
   inputInfo.rate = options.fps.value_or(DEFAULT_RATE);
@@ -71,7 +62,8 @@ void RawSource::layOut(const RawLayout &layout, std::int64_t maxPixels) {
   if (frameBytes < neededBytes)
     throw InputError(fmt::format("--frame-bytes {} is less than the {} bytes that {}x{} {} needs",
                                  frameBytes, neededBytes, width, height, layout.pixelFormat));
-  buffer.resize(static_cast<std::size_t>(neededBytes) + PADDING);
+  shownBytes = frameBytes >= packed ? packed : neededBytes;
+  buffer.resize(static_cast<std::size_t>(shownBytes) + PADDING);
   av_image_fill_arrays(data, planes.stride, buffer.data(), format, width, height, 1);
   std::copy_n(data, 4, planes.data);
   inputInfo.width = layout.width;
@@ -89,48 +81,43 @@ void RawSource::checkFileSize(std::int64_t size) {
                                          inputInfo.height, inputInfo.pixelFormat, frameBytes);
   if (whole == 0)
     throw InputError(fmt::format("its {} bytes are less than one frame of {}{}", size, layout,
-                                 fittingGeometries(size)));
+                                 fittingLayouts(size)));
   if (remainder != 0)
     inputInfo.warnings.push_back(fmt::format("its {} bytes are {} frames of {} and a remainder of "
                                              "{} bytes: is the size right?{}",
-                                             size, whole, layout, remainder,
-                                             fittingGeometries(size)));
+                                             size, whole, layout, remainder, fittingLayouts(size)));
   inputInfo.frameCount = whole;
+  inputInfo.hasEnd = true;
   inputInfo.duration = timeOf(whole);
 }
 
-std::string RawSource::fittingGeometries(std::int64_t size) const {
-  std::string list;
-  int suggestions = 0;
-  const auto suggest = [&](Geometry geometry, AVPixelFormat candidate) {
-    const int bytes = av_image_get_buffer_size(candidate, geometry.width, geometry.height, 1);
-    if (bytes <= 0 || size < bytes || size % bytes != 0 || suggestions == MAX_SUGGESTIONS)
-      return;
-    ++suggestions;
-    list += fmt::format("{}{}x{} {} ({} frames)", list.empty() ? "" : ", ", geometry.width,
-                        geometry.height, av_get_pix_fmt_name(candidate), size / bytes);
-  };
-  for (const AVPixelFormat candidate : COMMON_FORMATS)
-    suggest({static_cast<int>(inputInfo.width), static_cast<int>(inputInfo.height)}, candidate);
-  for (const Geometry geometry : COMMON_GEOMETRIES)
-    suggest(geometry, format);
+std::string RawSource::fittingLayouts(std::int64_t size) const {
+  const std::string list = qc::fittingLayouts(
+      size, inputInfo.path, format,
+      Geometry{static_cast<int>(inputInfo.width), static_cast<int>(inputInfo.height)});
   return list.empty() ? "" : "; what would fit: " + list;
+}
+
+void RawSource::select(std::int64_t first, std::optional<std::int64_t> count) {
+  window = Window(Frames{first}, count ? std::optional<Extent>(Frames{*count}) : std::nullopt);
 }
 
 bool RawSource::read(LumaPicture &picture) {
   while (!finished && !window.isComplete()) {
-    picture.frame = log.pictures();
+    picture.frame = picture.packet = log.pictures();
     picture.time = timeOf(picture.frame);
     picture.pictureType = '?';
     if (window.isAfter(picture))
       break;
     const bool wanted = !window.isBefore(picture);
-    std::int64_t bytes = wanted ? static_cast<std::int64_t>(file.readFully(
-                                      buffer.data(), static_cast<std::size_t>(neededBytes)))
-                                : file.skip(neededBytes);
-    const bool complete = bytes == neededBytes;
+    const bool isShown = wanted && tap != nullptr && tap->wants(picture.frame);
+    const std::int64_t part = isShown ? shownBytes : neededBytes;
+    std::int64_t bytes = wanted ? static_cast<std::int64_t>(
+                                      file.readFully(buffer.data(), static_cast<std::size_t>(part)))
+                                : file.skip(part);
+    const bool complete = bytes == part;
     if (complete)
-      bytes += file.skip(frameBytes - neededBytes);
+      bytes += file.skip(frameBytes - part);
     // A last frame without the rest of its chroma is still whole for what is measured here, but the
     // size of a file says how many frames are whole, and a pipe is treated alike.
     if (bytes < frameBytes) {
@@ -140,21 +127,59 @@ bool RawSource::read(LumaPicture &picture) {
     log.addPicture(picture.time);
     if (!wanted)
       continue;
+    picture.news.settledBefore = log.pictures();
     luma.read(planes, format, static_cast<int>(inputInfo.width), static_cast<int>(inputInfo.height),
               picture.samples);
     window.delivered(picture);
+    if (isShown)
+      show(*tap, picture.frame, picture.time);
     return true;
   }
   finished = true;
   return false;
 }
 
+bool RawSource::showFrame(std::int64_t number, PictureTap &viewer) {
+  const auto bytes = static_cast<std::size_t>(shownBytes);
+  if (!file.seek(number * frameBytes) || file.readFully(buffer.data(), bytes) != bytes)
+    return false;
+  show(viewer, number, timeOf(number));
+  return true;
+}
+
+/// Where the other planes are left out of the frames, luma alone; nothing where that is not 8 bits.
+void RawSource::show(PictureTap &viewer, std::int64_t number, double time) {
+  const bool isWhole =
+      shownBytes == av_image_get_buffer_size(format, static_cast<int>(inputInfo.width),
+                                             static_cast<int>(inputInfo.height), 1);
+  if (!isWhole && inputInfo.bitDepth != 8)
+    return;
+  const FramePointer picture(allocated(av_frame_alloc()));
+  picture->format = isWhole ? format : AV_PIX_FMT_GRAY8;
+  picture->width = static_cast<int>(inputInfo.width);
+  picture->height = static_cast<int>(inputInfo.height);
+  for (std::size_t i = 0; i < (isWhole ? 4U : 1U); ++i) {
+    picture->data[i] = const_cast<std::uint8_t *>(planes.data[i]);
+    picture->linesize[i] = planes.stride[i];
+  }
+  viewer.see(*picture, number, time);
+}
+
 void RawSource::noteEnd(double time, std::int64_t bytesOfLastFrame) {
   if (file.failure() != 0)
     log.stopReading(time, file.failure());
+  else if (inputInfo.frameCount && log.pictures() < *inputInfo.frameCount)
+    log.addLoss({log.pictures(), time,
+                 fmt::format("the file became shorter while it was read: it ends after {} of {} "
+                             "frames",
+                             log.pictures(), *inputInfo.frameCount),
+                 DecodeErrorKind::missing, *inputInfo.frameCount - log.pictures(),
+                 timeOf(*inputInfo.frameCount)});
   else if (bytesOfLastFrame != 0 && !file.size()) // a file's remainder is told at the start
-    log.addError(time, fmt::format("the input ends inside a frame, after {} of {} bytes",
-                                   bytesOfLastFrame, frameBytes));
+    log.addLoss({log.pictures(), time,
+                 fmt::format("the input ends inside a frame, after {} of {} bytes",
+                             bytesOfLastFrame, frameBytes),
+                 DecodeErrorKind::missing, 1, timeOf(log.pictures() + 1)});
   log.finish();
 }
 

@@ -17,17 +17,22 @@ public:
   RawSource(const std::string &input, const SourceOptions &options);
 
   const InputInfo &info() const override { return inputInfo; }
+  void select(std::int64_t first, std::optional<std::int64_t> count) override;
   bool read(LumaPicture &picture) override;
-  const InputEnd &end() const override { return log.end(); }
+  InputEnd end() const override { return log.end(); }
+  /// Shows a frame of a file, wherever reading stands, to `viewer`; false where it cannot be read.
+  bool showFrame(std::int64_t number, PictureTap &viewer);
 
 private:
   void layOut(const RawLayout &layout, std::int64_t maxPixels);
   void checkFileSize(std::int64_t size);
-  std::string fittingGeometries(std::int64_t size) const;
+  std::string fittingLayouts(std::int64_t size) const;
+  void show(PictureTap &viewer, std::int64_t number, double time);
   void noteEnd(double time, std::int64_t bytesOfLastFrame);
   double timeOf(std::int64_t frame) const { return static_cast<double>(frame) / inputInfo.rate; }
 
   InputFile file;
+  PictureTap *tap;
   Window window;
   InputInfo inputInfo;
   DecodeLog log;
@@ -35,6 +40,7 @@ private:
   Planes planes{};
   std::vector<std::uint8_t> buffer; ///< the part of a frame that luma is taken from, and padding
   std::int64_t neededBytes = 0;     ///< of that part
+  std::int64_t shownBytes = 0;      ///< of what a tap is shown, all planes where a frame has them
   std::int64_t frameBytes = 0;      ///< from a frame to the next
   LumaReader luma;
   bool finished = false;

@@ -27,19 +27,21 @@ expect() {
   fi
 }
 
-expect "--profile --print-profile --progress" --pr
+expect "--profile --print-profile --progress --probe" --pr
 expect "--output" --ou
-expect "--no-frames" --raw --no
+expect "--no-frames --no-seek" --raw --no
 expect " default" clip
 expect "default broadcast default" --profile ""
 expect "broadcast default" --profile = b
 expect "default broadcast default" --profile =
 expect "plain" --progress pl
 expect "auto plain none" --progress =
-expect "blockiness block_loss blur blackout" --indicators bl
+expect "blockiness block_loss blur blackout block_damage" --indicators bl
 expect "noise,blur" --indicators noise,blu
 expect " dirnames" -o ""
 expect " default" --files-from a
+expect "--html --html-from" --htm
+expect " default" --html ""
 expect "" --size ""
 expect " default" --raw ""
 expect " default" -- --pr

@@ -3,8 +3,8 @@
 // Linked in front of the command's own sources (-Wl,--wrap): makes the calls fail that a test asks
 // for. LUMAGAUGE_FAIL_MEMORY=N: from the first zero-filled allocation on, the N-th of any kind and
 // all later ones fail. (Libraries allocate before main.) LUMAGAUGE_FAIL_THREADS=1: no thread can be
-// created. LUMAGAUGE_TARGET=FORM: the inner loops have this form; without it the command exits with
-// 77.
+// created. LUMAGAUGE_FAIL_CLOSE=1: closing a descriptor tells of a late write error.
+// LUMAGAUGE_TARGET=FORM: the inner loops have this form; without it the command exits with 77.
 #include "tools/rows.h"
 
 #include <pthread.h>
@@ -46,12 +46,21 @@ void operator delete(void *memory, std::size_t) noexcept {
 
 extern "C" {
 void *__real_calloc(std::size_t count, std::size_t size);
+int __real_close(int);
 int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
 
 void *__wrap_calloc(std::size_t count, std::size_t size) {
   int none = 0;
   calls.compare_exchange_strong(none, 1);
   return memoryIsToFail() ? nullptr : __real_calloc(count, size);
+}
+
+int __wrap_close(int descriptor) {
+  const int result = __real_close(descriptor);
+  if (std::getenv("LUMAGAUGE_FAIL_CLOSE") == nullptr)
+    return result;
+  errno = EDQUOT;
+  return -1;
 }
 
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,

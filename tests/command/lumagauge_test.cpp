@@ -63,13 +63,17 @@ TEST_F(Command, FailsWithAMessage) {
       "L=" PROGRAM "; F=" LUMAGAUGE_WITH_FAULTS "; results=metricsResultsCSV.csv\n"
       "without_results() { rm -f $results; mkdir $results; $L $*; set $?; rmdir $results; "
       "return $1; }\n"
-      "black() { head -c 4000 /dev/zero >black.yuv; $L black.yuv 16 16 $*; }\n";
+      "black() { head -c 4000 /dev/zero >black.yuv; $L black.yuv 16 16 $*; }\n"
+      "one() { $L clip.yuv 272 264 1 25 1; }\n";
   const std::string headers = "Video .*Flickering:\n", noFrame = headers + "\nFile .*closed\n\n#",
                     noVideo = "#Error opening file.\n\n: No such file or directory\n",
                     noSize = "#lumagauge: unusable picture size: .* at least 1 .* at most "
                              "2147483647; .*\n",
                     noSeek = "#lumagauge: cannot seek to ",
-                    noMemory = "#lumagauge: not enough memory .*272 x 264.*\n";
+                    noMemory = "#lumagauge: not enough memory .*272 x 264.*\n",
+                    resultsLost = "lumagauge: metricsResultsCSV.csv could not be ",
+                    outputLost = "lumagauge: standard output could not be written: ",
+                    fromTheStart = "\\. What .* from its first line on .*\n";
   const struct {
     const char *line;
     int status;
@@ -83,7 +87,18 @@ TEST_F(Command, FailsWithAMessage) {
       {"echo old >$results; $L missing.yuv 0 0; set $?; cat $results; (exit $1)", 255, noVideo},
       {"without_results missing.yuv 0 0", 255, noVideo},
       {"without_results clip.yuv 272 264 1 25 1", 0,
-       headers + "\n\n Could not create a log file\n\n00000.*closed\n\n#"},
+       headers + "\n\n Could not create a log file\n\n00000.*closed\n\n#" + resultsLost +
+           "opened: Is a directory\\..*\n"},
+      // What was taken of a failed write is not lost: 163 bytes of header and rows of 127.
+      {"trap '' XFSZ; prlimit --fsize=1024 $L clip.yuv 272 264 1 | wc -l; tail -n 1 $results", 0,
+       "20\n00006 .*#" + resultsLost + "written: File too large\\. What .* from frame 6 on .*\n"},
+      {"one >>/dev/full", 0, "#" + outputLost + "No space left on device" + fromTheStart},
+      {"LUMAGAUGE_FAIL_CLOSE=1 $F clip.yuv 272 264 1 25 0 >/dev/null", 0,
+       "#" + resultsLost + "written: Disk quota exceeded" + fromTheStart + outputLost + ".*"},
+      // What is printed lands in no file that is opened later.
+      {"one >/dev/null; mv $results whole; one <&- >&-; cmp whole $results", 0,
+       "#" + outputLost + "Bad file descriptor" + fromTheStart},
+      {"one >&- 2>&-; cmp whole $results", 0, "#"},
       {"truncate -s 2200M sparse.yuv; $L sparse.yuv 272 264 1 25 1 30000", 0, // beyond 2^31 bytes
        "Video .*closed\n\n#"},
       // Exposure is cut, a black picture is not frozen, the rate counts.
@@ -123,6 +138,12 @@ TEST_F(Command, FailsWithAMessage) {
 TEST_F(Command, LacksMemoryAsTheSystemGivesIt) {
   if (INSTRUMENTED)
     GTEST_SKIP() << "the address space of an instrumented build cannot be limited";
+  // Threads leave the address space to what they measure: small stacks, no heaps of their own.
+  const Outcome spare = shell(
+      "L=" PROGRAM "; truncate -s 13M zero.yuv; mkfifo rows; (ulimit -v 36000; $L zero.yuv 3840 "
+      "2160) || exit 1; $L clip.yuv 272 264 32767 25 900 >rows &\n"
+      "{ head -c 30000 >/dev/null; awk '/VmPeak/ {exit $2 > 40000}' /proc/$!/status; } <rows");
+  EXPECT_EQ(spare.status, 0) << spare.errors;
   const Outcome outcome = shell("ulimit -v 400000; " PROGRAM " clip.yuv 26000 26000 1 25 1");
   EXPECT_EQ(outcome.status, 255);
   EXPECT_NE(outcome.errors.find("not enough memory"), std::string::npos) << outcome.errors;

@@ -182,6 +182,175 @@ TEST(Measures, OfShapes) {
          {"one column", noisy(1, 30), NOT_A_NUMBER}});
 }
 
+TEST(Measures, BarsOfEverySide) {
+  constexpr double TOO_DARK = NO_VALUE;
+  const Luma scene = noisy(96, 64, 3);
+  const auto boxed = [&](int x, int y, int top, int bottom, int left, int right) {
+    const bool isBar = y < top || y >= 64 - bottom || x < left || x >= 96 - right;
+    return isBar ? 16 : 40 + scene.data[y * 96 + x] / 2;
+  };
+  const auto grain = [&](int x, int y) { return scene.data[(y * 31 + x * 7) % 6144] % 11 - 5; };
+  const struct {
+    const char *name;
+    std::function<int(int x, int y)> sample;
+    std::array<double, 4> expected; // top, bottom, left, right
+  } cases[] = {
+      {"none", [&](int x, int y) { return boxed(x, y, 0, 0, 0, 0); }, {0, 0, 0, 0}},
+      {"each of its own", [&](int x, int y) { return boxed(x, y, 8, 11, 5, 20); }, {8, 11, 5, 20}},
+      {"right alone", [&](int x, int y) { return boxed(x, y, 0, 0, 0, 12); }, {0, 0, 0, 12}},
+      {"noise of three levels",
+       [&](int x, int y) { return boxed(x, y, 9, 0, 0, 10) + grain(x, y); },
+       {9, 0, 0, 10}},
+      {"a dashed test line",
+       [&](int x, int y) { return y == 1 && x % 5 < 2 ? 200 : boxed(x, y, 12, 12, 0, 0); },
+       {12, 12, 0, 0}},
+      {"a soft edge",
+       [&](int x, int y) { return y == 10 ? 22 : boxed(x, y, 10, 0, 0, 0); },
+       {11, 0, 0, 0}},
+      {"grey is no bar",
+       [&](int x, int y) { return std::max(60, boxed(x, y, 9, 9, 9, 9)); },
+       {0, 0, 0, 0}},
+      {"a dark scene with a slanting edge",
+       [&](int x, int y) { return y < 8 + x / 3 ? 16 : 120; },
+       {TOO_DARK, 0, 0, 0}},
+      {"a shaded one",
+       [&](int x, int y) { return y < 24 ? 14 + y / 4 : 90 + x; },
+       {TOO_DARK, 0, 0, 0}},
+      {"black", [](int, int) { return 16; }, {TOO_DARK, TOO_DARK, TOO_DARK, TOO_DARK}},
+  };
+  for (const auto &[name, sample, expected] : cases) {
+    const Bars bars = measureBars(luma(96, 64, sample));
+    const std::optional<double> values[] = {bars.top, bars.bottom, bars.left, bars.right};
+    for (std::size_t side = 0; side < 4; ++side)
+      EXPECT_EQ(values[side].value_or(NO_VALUE), expected[side]) << name << ", side " << side;
+  }
+  EXPECT_EQ(measureBars(uniform(31, 64, 16)).top, std::nullopt);
+}
+
+TEST(Measures, ClippedAndSharp) {
+  const Luma ramp = luma(256, 4, [](int x, int) { return x; });
+  const Levels limited = measureLevels(ramp, {16, 235}), full = measureLevels(ramp, {0, 255});
+  EXPECT_EQ(limited.clippedLow, 17 / 256.0);
+  EXPECT_EQ(limited.clippedHigh, 21 / 256.0);
+  EXPECT_EQ(full.clippedLow, 1 / 256.0);
+  EXPECT_EQ(full.clippedHigh, 1 / 256.0);
+  // More samples than are summed up at a time.
+  const Luma large = luma(256, 130, [](int x, int y) { return y < 128 ? x : 235; });
+  EXPECT_EQ(measureLevels(large, {16, 235}).clippedHigh, (21 * 128 + 512) / 33280.0);
+  EXPECT_EQ(measureLevels(large, {16, 235}).brightness, (127.5 * 32768 + 235 * 512) / 33280.0);
+  EXPECT_EQ(measureLevels(large, {16, 235}).contrast, measureContrast(large));
+  check(measureSharpness,
+        {{"flat", uniform(9, 9, 9), NO_VALUE},
+         {"a step", luma(9, 5, [](int x, int) { return x < 4 ? 0 : 50; }), 2.0},
+         {"even columns", luma(9, 1, [](int x, int) { return x % 2; }), 4 * 7 / 8.0},
+         // Four steps of 10: the second differences are 10 and -10.
+         {"a ramp", luma(16, 1, [](int x, int) { return std::clamp(x - 5, 0, 4) * 10; }), 0.5},
+         {"other rows", luma(9, 4, [](int x, int y) { return y * x; }), NO_VALUE}});
+}
+
+TEST(Measures, StillnessOfBlocks) {
+  const Luma before = noisy(128, 128, 5);
+  const struct {
+    const char *name;
+    std::function<int(int x, int y, int level)> sample;
+    Stillness expected;
+  } cases[] = {
+      {"repeated", [](int, int, int level) { return level; }, {1, 1, 0}},
+      {"half a level", [](int x, int, int level) { return level ^ (x % 2); }, {1, 1, 0}},
+      {"noise", [](int x, int y, int level) { return level ^ (3 * ((x + y) % 2)); }, {0, 1, 0}},
+      {"three levels brighter", [](int, int, int level) { return level / 2 + 3; }, {0, 0, 0}},
+      // Four 8x8 blocks of 256 in another place than the rest.
+      {"a stale block",
+       [](int x, int y, int level) { return x / 16 == 3 && y / 16 == 2 ? level : 255 - level; },
+       {4 / 256.0, 4 / 256.0, 1 / 64.0}},
+  };
+  for (const auto &[name, change, expected] : cases) {
+    const auto &sample = change; // what clang captures
+    const Luma after =
+        luma(128, 128, [&](int x, int y) { return sample(x, y, before.data[y * 128 + x]); });
+    const Stillness got = measureStillness(after, before).value();
+    EXPECT_EQ(got.repeated, expected.repeated) << name;
+    EXPECT_EQ(got.still, expected.still) << name;
+    EXPECT_EQ(got.stale, expected.stale) << name;
+  }
+  EXPECT_FALSE(measureStillness(noisy(7, 9), noisy(7, 9)));
+}
+
+TEST(Measures, StaleRowsShowWhatWasThereBefore) {
+  // Twelve pictures of 128x64 samples that have nothing in common; from column 0 to `end`, row `by`
+  // of blocks of the tenth shows what was there `ago` pictures before.
+  const struct {
+    const char *name;
+    std::size_t ago;
+    int by, end, height;
+    double expected; // of the tenth; the others have none that is stale
+  } cases[] = {{"four pictures", 4, 1, 128, 16, 1 / 4.0},
+               {"as many as are remembered", 6, 3, 128, 16, 1 / 4.0},
+               {"more than are remembered", 7, 1, 128, 16, 0},
+               {"a copy of the one before", 1, 1, 128, 16, 0},
+               {"three quarters of the row", 2, 0, 96, 16, 1 / 4.0},
+               {"less", 2, 0, 88, 16, 0},
+               {"half of the picture", 2, 0, 128, 32, 1 / 2.0},
+               {"nearly all of it", 2, 0, 128, 48, 0}};
+  std::vector<Luma> levels; // of the blocks of each picture
+  for (std::uint32_t i = 0; i < 12; ++i)
+    levels.push_back(noisy(16, 8, i + 1));
+  for (const auto &c : cases) {
+    StaleRowsState state;
+    std::vector<std::int16_t> sums;
+    for (std::size_t i = 0; i < 12; ++i) {
+      const Luma picture = luma(128, 64, [&](int x, int y) {
+        const bool isOld = i == 9 && x < c.end && y >= c.by * 16 && y < c.by * 16 + c.height;
+        return levels[isOld ? 9 - c.ago : i].data[y / 8 * 16 + x / 8];
+      });
+      sumRowBlocks(picture, sums);
+      const double expected = i == 0 ? NO_VALUE : i == 9 ? c.expected : 0;
+      EXPECT_EQ(measureStaleRows(state, sums, 16, i > 0).value_or(NO_VALUE), expected)
+          << c.name << ", picture " << i;
+    }
+  }
+}
+
+TEST(Measures, BlockStructureOfDamageAndDrawings) {
+  const auto soft = [](int x, int y) { return 100 + (x * x + y * y) / 400 + (x + y) % 2; };
+  const auto rough = [](int x, int y) { return (x * 37 + y * y * 11) % 97; };
+  const struct {
+    const char *name;
+    std::function<int(int x, int y)> sample;
+    double damage, smear, flat; // shares of 36 blocks and of 72 segments
+  } cases[] = {
+      {"clean", soft, 0, 0, 0},
+      {"two lost blocks",
+       [=](int x, int y) { return y / 16 == 2 && x / 32 == 1 ? 20 : soft(x, y); }, 2 / 36.0, 0,
+       4 / 72.0},
+      {"a window off the grid",
+       [=](int x, int y) { return x > 20 && x < 37 && y > 20 && y < 37 ? 20 : soft(x, y); }, 0, 0,
+       0},
+      {"tiles all over", [](int x, int y) { return (x / 16 + y / 16) % 2 * 90; }, 0, 0, 1},
+      {"a slice drawn out sideways",
+       [=](int x, int y) { return y / 16 == 3 && x > 31 ? rough(31, y) : rough(x, y); }, 0,
+       4 / 36.0, 0},
+      {"two downwards", [=](int x, int y) { return rough(x, std::min(y, 63)); }, 0, 12 / 36.0, 0},
+      {"shades down", [](int, int y) { return 2 * y; }, 0, 0, 0},
+      {"flat", [](int, int) { return 70; }, 0, 0, 1},
+  };
+  for (const auto &[name, sample, damage, smear, flat] : cases) {
+    const BlockStructure got = measureBlockStructure(luma(96, 96, sample)).value();
+    EXPECT_EQ(got.damage, damage) << name;
+    EXPECT_EQ(got.smear, smear) << name;
+    EXPECT_EQ(got.flat, flat) << name;
+  }
+  // The sum of three that are spread evenly over -2 to 2, of variance 2 each.
+  const Luma noise = noisy(160, 160, 9);
+  const auto level = [&](int i) { return noise.data[i % 25600] % 5 - 2; };
+  const Luma grainy = luma(160, 160, [&](int x, int y) {
+    return x < 40 ? 16 : 100 + level(y * 160 + x) + level(y * 977 + x * 3) + level(y * 31 + x * 59);
+  });
+  EXPECT_NEAR(measureBlockStructure(grainy)->grain.value(), std::sqrt(6.0), 0.5);
+  EXPECT_EQ(measureBlockStructure(uniform(64, 64, 3))->grain, std::nullopt);
+  EXPECT_FALSE(measureBlockStructure(noisy(15, 90)));
+}
+
 TEST(Measures, PillarBarsAreThoseOfTheMeasure) {
   const Luma boxed =
       luma(16, 8, [](int x, int y) { return x < 3 || y % 7 == 0 ? 0 : barred(x, y); });
@@ -217,13 +386,6 @@ TEST(Measures, RoutinesStoreOnlyWhatWasMeasured) {
   Results.slice = 5.0;
   slice(static_cast<Image *>(&flat));
   EXPECT_EQ(Results.slice, 5.0);
-}
-
-TEST(Temporal, ActivityIsTheRootMeanSquareOfDifferences) {
-  const Luma dark = uniform(16, 9, 0), bright = uniform(16, 9, 255), nearly = uniform(16, 9, 1);
-  EXPECT_EQ(temporalActivity(&dark, &dark), 0.0);
-  EXPECT_EQ(temporalActivity(&dark, &nearly), 1.0);
-  EXPECT_EQ(temporalActivity(&dark, &bright), 255.0);
 }
 
 TEST(Temporal, FreezingCountsStillFramesThatAreNotBlack) {

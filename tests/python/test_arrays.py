@@ -2,6 +2,7 @@
 import copy
 import math
 import pickle
+import re
 import sys
 import threading
 import time
@@ -43,7 +44,7 @@ def test_records_are_those_of_the_command(video, raw_file, run, tmp_path):
                 decimals = len(text.partition(".")[2])
                 shown = value if decimals or not math.isfinite(value) else int(value)
                 assert f"{shown:.{decimals}f}" == text.replace("-nan", "nan"), name
-    assert seen == set(NAMES)
+    assert seen == set(NAMES[:15]), "what the command shows"
 
 
 VIEWS = {
@@ -149,23 +150,18 @@ def test_refused_frames(frame, message):
     (lambda: lumagauge.Meter(1 << 40, 1), "1099511627776 x 1"),
     (lambda: lumagauge.measure([FRAME], indicators=["blurr"]), "'blurr'.*blur, "),
     (lambda: lumagauge.measure([FRAME], indicators=[]), "names none"),
-    (lambda: lumagauge.Meter(64, 48, indicators=1 << 15), "0x8000, expected"),
-    (lambda: lumagauge.measure([FRAME], threads=0), "threads is 0, expected 1 to")])
+    (lambda: lumagauge.Meter(64, 48, indicators=1 << 32), "0x100000000, expected"),
+    (lambda: lumagauge.measure([FRAME], threads=0), "threads is 0, expected 1 to"),
+    (lambda: lumagauge.measure(FRAME[None], rate="25"), "TypeError: rate is '25', expected"),
+    (lambda: lumagauge.Meter(64.0, 48), "TypeError: width is 64.0, expected a whole"),
+    (lambda: lumagauge.measure([FRAME], indicators=5.5), "TypeError: .* is 5.5, expected names"),
+    (lambda: lumagauge.measure("movie.mp4"), "TypeError: .*'movie.mp4'.*lumagauge.check"),
+    (lambda: copy.copy(lumagauge.Meter(64, 48)), "TypeError: .*cannot be copied")])
 def test_refused_calls(call, message):
-    with pytest.raises(ValueError, match=message) as caught:
+    with pytest.raises((ValueError, TypeError)) as caught:
         call()
-    assert type(caught.value) is lumagauge.Error
-
-
-@pytest.mark.parametrize("call, message", [
-    (lambda: lumagauge.measure(FRAME[None], rate="25"), "rate is '25', expected"),
-    (lambda: lumagauge.Meter(64.0, 48), "width is 64.0, expected a whole"),
-    (lambda: lumagauge.measure([FRAME], indicators=5.5), "indicators is 5.5, expected names"),
-    (lambda: lumagauge.measure("movie.mp4"), "'movie.mp4'.*lumagauge.check"),
-    (lambda: copy.copy(lumagauge.Meter(64, 48)), "cannot be copied")])
-def test_refused_types(call, message):
-    with pytest.raises(TypeError, match=message):
-        call()
+    assert re.match(message if "TypeError" in message else "Error: .*" + message,
+                    f"{caught.type.__name__}: {caught.value}")
 
 
 def test_an_iterable_is_consumed_with_bounded_memory(video):

@@ -76,5 +76,18 @@ TEST(FrameClockTest, PacketsAreTimedAsTheirPictures) {
   EXPECT_NEAR(stream.timeOfPacket(NONE, NONE), 2.04, 1e-9);
 }
 
+TEST(FrameClockTest, CountsFromTheFirstPicture) {
+  Stream stream;
+  AVFrame first{};
+  first.best_effort_timestamp = 1080;
+  EXPECT_NEAR(stream.timeOfPacket(1040, NONE), 0.04, 1e-9);
+  EXPECT_NEAR(stream.clock.startAt(first), 0.08, 1e-9);
+  EXPECT_EQ(stream.timeOfPacket(1040, NONE), -0.04);
+  EXPECT_EQ(stream.advance(1080), 0);
+  EXPECT_EQ(stream.advance(1120), 0.04);
+  stream.stream.time_base = {1, 2000}; // of a recording that is joined on
+  EXPECT_EQ(stream.advance(2320), 0.08);
+}
+
 } // namespace
 } // namespace lumagauge::qc

@@ -2,6 +2,7 @@
 //
 // Events, limits, verdicts and profiles on records made by hand: 90 frames at 30 a second, faults
 // on frames 30 to 59, unless a test says otherwise.
+#include "qc/judge/bar_tally.h"
 #include "qc/judge/judge.h"
 
 #include <fmt/format.h>
@@ -23,6 +24,10 @@ FrameRecord ordinary(std::int64_t frame, double rate) {
   unsigned i = 0; // of all but flickering
   for (const double value :
        {1.0, 50.0, 0.0, 0.0, 0.5, 3.0, 5.0, 0.0, 0.0, 120.0, 40.0, 0.001, 0.3, 2.0})
+    record.values[static_cast<Indicator>(i++)] = value;
+  i = static_cast<unsigned>(I::barTop);
+  for (const double value :
+       {0., 0., 0., 0., 0., 0., 0.1, 0.5, 0., 0., 0., 0.02, 0.4, 1.0, 120.0, 0.})
     record.values[static_cast<Indicator>(i++)] = value;
   return record;
 }
@@ -68,41 +73,106 @@ TEST(ShippedProfiles, FindAFaultFromItsFirstToItsLastFrame) {
     std::string kind;
     Values values;
     double worst;
-  } cases[] = {{"black", flatPicture(16), 1},
-               {"flat", flatPicture(235), 1},
-               {"frozen", {{I::temporalActivity, 0}, {I::freezing, 1}}, 0},
-               {"letterbox", {{I::letterbox, 0.24}}, 0.24},
-               {"pillarbox", {{I::pillarbox, 0.25}, {I::blockiness, 0.3}}, 0.25},
-               {"block_loss", {{I::blockLoss, 45}}, 45},
-               {"slice_error", {{I::slice, INFINITE}, {I::blockLoss, 8}}, INFINITE},
-               {"interlaced", {{I::interlace, 0.08}}, 0.08},
-               {"blocky", {{I::blockiness, 0.25}}, 0.25},
-               {"blurred", {{I::blur, 9.5}}, 9.5},
-               {"noisy", {{I::noise, 6}, {I::spatialActivity, 80}}, 6},
-               {"flicker", {{I::temporalActivity, 130}}, 130},
-               {"overexposed", {{I::exposure, 184}}, 184},
-               {"underexposed", {{I::exposure, 36}}, 36},
-               {"low_contrast", {{I::contrast, 4}}, 4}};
+  } cases[] = {
+      {"black", flatPicture(16), 1},
+      {"flat", flatPicture(235), 1},
+      {"frozen", {{I::temporalActivity, 0}, {I::stillShare, 1}}, 1},
+      {"letterbox", {{I::barTop, 60}, {I::barBottom, 60}}, 60},
+      {"pillarbox", {{I::barRight, 80}}, 0},
+      {"block_loss", {{I::blockDamage, 0.02}}, 0.02},
+      {"slice_error", {{I::smearShare, 0.1}}, 0.1},
+      {"slice_error", {{I::staleRows, 0.1}}, 0},
+      {"interlaced", {{I::interlace, 0.02}}, 0.02},
+      {"blocky", {{I::blockiness, 0.25}}, 0.25},
+      {"starved",
+       {{I::blur, 4.5}, {I::spatialActivity, 40}, {I::temporalActivity, 4}, {I::noise, 0.2}},
+       1.5},
+      {"blurred", {{I::sharpness, 0.3}, {I::temporalActivity, 4}}, 0.3},
+      {"blurred", {{I::blur, 40}}, 1},
+      {"noisy", {{I::noise, 6}, {I::grain, 5}}, 6},
+      {"overexposed", {{I::clippedHigh, 0.5}}, 0.5},
+      {"clipped", {{I::clippedHigh, 0.1}}, 0.1},
+      {"underexposed", {{I::exposure, 36}}, 36},
+      {"low_contrast", {{I::contrast, 4}}, 4}};
   for (const auto &[kind, values, worst] : cases)
     for (const std::string_view profile : profileNames()) {
-      const Judgement found = judge(loadProfile(std::string(profile)), withFault(values), 30);
+      std::vector<FrameRecord> records = withFault(values);
+      records[60][I::temporalActivity] = 20; // where the picture has got to meanwhile
+      const Judgement found = judge(loadProfile(std::string(profile)), records, 30);
       ASSERT_EQ(eventsText(found), kind + " 30-59 1000-2000") << profile;
       EXPECT_EQ(found.events[0].frames, 30) << kind;
-      EXPECT_EQ(found.events[0].worst, worst) << kind;
+      EXPECT_DOUBLE_EQ(*found.events[0].worst, worst) << kind;
     }
 }
 
 TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
   const std::pair<const char *, Values> cases[] = {
       {"a nearly still shot", {{I::temporalActivity, 0.12}, {I::freezing, 1}}},
-      {"a dark concert", {{I::exposure, 78}, {I::contrast, 11.8}}},
       {"a picture of little detail", {{I::spatialActivity, 4}, {I::blur, 0}}},
       {"a wall: rows alike, columns not", {{I::slice, INFINITE}, {I::blockLoss, 3}}},
       {"fine texture", {{I::noise, 13}, {I::spatialActivity, 167}}},
+      {"a whip pan", {{I::sharpness, 0.3}, {I::temporalActivity, 20}}},
       {"a title card", {{I::letterbox, 0.8}}},
       {"dark left edge", {{I::pillarbox, 0.16}}}};
   for (const auto &[name, values] : cases)
     EXPECT_EQ(eventsText(judge(loadProfile("default"), withFault(values), 30)), "") << name;
+  // What a key frame changes without moving anything is no leap.
+  std::vector<FrameRecord> rest = withFault({{I::temporalActivity, 0.01}, {I::stillShare, 1}});
+  rest[60][I::temporalActivity] = 20;
+  rest[60][I::stillShare] = 1;
+  EXPECT_EQ(eventsText(judge(loadProfile("default"), rest, 30)), "still 30-59 1000-2000");
+}
+
+/// What the signal is on frame `at` of a video of one value a frame, 25 frames a second.
+std::optional<double> signalAt(const char *signal, const std::vector<double> &values,
+                               std::size_t at, std::size_t cut = 1000) {
+  Timeline timeline(25);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    FrameRecord record{.time = static_cast<double>(i) / 25, .values = {}, .shot = i >= cut};
+    record[parseSignal(signal)->indicator] = values[i];
+    timeline.add(record);
+  }
+  timeline.finish();
+  for (std::size_t i = 0; i <= at; ++i)
+    EXPECT_TRUE(timeline.advance());
+  return timeline[*parseSignal(signal)];
+}
+
+/// 100 values: `usual`, from 40 to 64 `strange` and `strange2` in turns of `turn` frames.
+std::vector<double> stretch(double usual, double strange, double strange2, int turn = 1) {
+  std::vector<double> values(100, usual);
+  for (int i = 40; i < 65; ++i)
+    values[static_cast<std::size_t>(i)] = i / turn % 2 == 0 ? strange : strange2;
+  return values;
+}
+
+TEST(Signals, PutAValueIntoItsContext) {
+  std::vector<double> flash(100, 100), ramp(100);
+  flash[50] = 200;
+  for (std::size_t i = 0; i < ramp.size(); ++i)
+    ramp[i] = static_cast<double>(i) + (i % 2 == 0 ? 1.5 : 0);
+  const struct {
+    const char *signal;
+    std::vector<double> values;
+    std::size_t at, cut;
+    std::optional<double> expected;
+  } cases[] = {{"blur", stretch(3, 6, 6), 50, 1000, 6},
+               {"blur.rise", stretch(3, 6, 6), 50, 1000, 3},
+               {"blur.ratio", stretch(3, 6, 6), 50, 1000, 2},
+               {"blur.rise", stretch(3, 6, 6), 20, 1000, 0},
+               {"blur.rise", stretch(6, 3, 3), 20, 40, 0}, // another shot's values do not count
+               {"blur.rise", stretch(3, 6, 6), 97, 95, {}},
+               {"blockiness.ratio", stretch(1, 0.5, 0.5), 50, 1000, 0.5},
+               {"exposure.alternation", stretch(100, 120, 80), 50, 1000, 40},
+               {"exposure.alternation", stretch(100, 120, 80, 3), 50, 1000, 40},
+               {"exposure.alternation", stretch(100, 120, 80), 20, 1000, 0},
+               {"exposure.alternation", flash, 50, 1000, 0},
+               {"exposure.alternation", ramp, 50, 1000, 0}};
+  for (const auto &[signal, values, at, cut, expected] : cases)
+    EXPECT_EQ(signalAt(signal, values, at, cut), expected) << signal << " at " << at;
+  EXPECT_EQ(signalName(*parseSignal("blur.ratio")), "blur.ratio");
+  for (const char *wrong : {"blur.", "blur.value", "blurr", "", ".rise"})
+    EXPECT_FALSE(parseSignal(wrong)) << wrong;
 }
 
 constexpr char BLURRED[] = "[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\n";
@@ -166,15 +236,55 @@ TEST(Events, EndWithTheDisplayOfAFrameOfVariableRate) {
   EXPECT_EQ(eventsText(judge(profile, records, 4)), "blurred 30-31 3000-5000");
 }
 
+TEST(Events, StateBarsAsPeopleDo) {
+  const struct {
+    std::vector<std::array<double, 4>> bars; ///< a frame: top, bottom, left, right
+    std::uint32_t width, height;
+    const char *text;
+  } cases[] = {
+      {{{58, 57, 0, 0}}, 854, 480, "58 rows at the top, 57 at the bottom; picture 854x365, 2.34:1"},
+      {{{0, 0, 240, 240}},
+       1920,
+       1080,
+       "240 columns at the left, 240 at the right; picture 1440x1080, 1.33:1 (4:3)"},
+      {{{4, 60, 0, 0}, {60, 60, 0, 0}, {60, 60, 2, 0}},
+       640,
+       480,
+       "60 rows at the top, 60 at the bottom; picture 640x360, 1.78:1 (16:9)"},
+      {{{8, 8, 10, 0}},
+       100,
+       100,
+       "8 rows at the top, 8 at the bottom, 10 columns at the left, 0 at the right; picture 90x84, "
+       "1.07:1"},
+      {{{0, 0, 0, 0}}, 100, 100, ""},
+      {{{50, 50, 0, 0}}, 100, 100, ""}};
+  for (const auto &[bars, width, height, text] : cases) {
+    BarTally tally;
+    for (const std::array<double, 4> &sides : bars) {
+      FrameRecord record = ordinary(0, 25);
+      for (unsigned side = 0; side < sides.size(); ++side)
+        record[static_cast<I>(static_cast<unsigned>(I::barTop) + side)] = sides[side];
+      tally.add(record);
+    }
+    EXPECT_EQ(tally.text(width, height), text);
+  }
+}
+
 TEST(Events, UndecodableLastsUntilTheNextFrame) {
   std::vector<FrameRecord> records = withFault({});
   records.erase(records.begin() + 60, records.end());
   for (std::size_t i = 30; i < records.size(); ++i)
     records[i].time += 1; // a second is missing before frame 30
   InputEnd end;
-  end.errors = {{30, 1.0, "first"}, {30, 1.5, "second"}, {60, 3.0, "cut off"}};
+  records[0].pictureType = records[35].pictureType = records[50].pictureType = 'I';
+  const auto undecodable = DecodeErrorKind::undecodable;
+  end.errors = {{30, 1.0, "first", undecodable, 15},
+                {30, 1.5, "second", undecodable, 15},
+                {50, 2.7, "in a picture"},
+                {60, 3.0, "cut off"}};
   const Judgement found = judge(loadProfile("broadcast"), records, 30, end);
-  EXPECT_EQ(eventsText(found), "undecodable 30-30 1000-2000, undecodable 60-60 3000-3033");
+  EXPECT_EQ(eventsText(found), "undecodable 30-30 1000-2000, concealed 30-34 2000-2167, "
+                               "concealed 50-59 2667-3000, undecodable 60-60 3000-3033");
   EXPECT_EQ(found.verdict, Verdict::fail);
   EXPECT_EQ(found.duration, 3.0);
 }
@@ -195,6 +305,9 @@ TEST(Verdicts, FollowSeverityAndLimits) {
       {"xx.xx.....", "severity = 'fail'\nmax_duration = 0.25", Verdict::pass, ""},
       {"xx.xxx....", "severity = 'fail'\nmax_duration = 0.25", Verdict::fail,
        "an event of 0.300 s, 0.25 s allowed"},
+      {"xx.xx.....", "severity = 'fail'\nmax_total = 0.4", Verdict::pass, ""},
+      {"xx.xxx....", "severity = 'fail'\nmax_duration = 0.3\nmax_total = 0.4", Verdict::fail,
+       "0.500 s of all events together, 0.4 s allowed"},
       {"x.x.......", "severity = 'fail'\nmax_count = 2", Verdict::pass, ""},
       {"x.x.x.....", "severity = 'fail'\nmax_count = 2", Verdict::fail, "3 events, 2 allowed"}};
   for (const auto &[pattern, keys, verdict, reason] : cases) {
@@ -219,9 +332,37 @@ TEST(Verdicts, AreUnmeasuredWithoutFramesOrWhereDoubtful) {
   EXPECT_EQ(exitStatus(doubtful.verdict), 2);
 }
 
-TEST(Verdicts, NameTheRulesThatHadNothingToJudge) {
-  EXPECT_EQ(judgePattern("____", "").notJudged, std::vector<std::string>{"blurred"});
+TEST(Verdicts, SayWhyARuleHadNothingToJudge) {
   EXPECT_TRUE(judgePattern("__n_", "").notJudged.empty());
+  const struct {
+    const char *indicator;
+    std::uint32_t measured, height;
+    int frames;
+    std::string reason;
+  } cases[] = {
+      {"blur", bit(I::noise), 256, 9, "not requested"},
+      {"noise", bit(I::noise), 256, 9, "blur not requested"},
+      {"block_loss", ALL_INDICATORS, 255, 9, "pictures of 256x255 are too small for block loss"},
+      {"block_loss", ALL_INDICATORS, 256, 9, "no value of block loss on any frame"},
+      {"freezing", ALL_INDICATORS, 256, 1, "1 frame is too few for freezing, which takes 2"},
+      {"flickering", ALL_INDICATORS, 256, 8, "8 frames are too few for flickering, which takes 9"},
+      {"flickering", ALL_INDICATORS, 256, 0, "no frame measured"}};
+  for (const auto &[indicator, measured, height, frames, reason] : cases) {
+    const Profile profile = parseProfile(
+        fmt::format("[blurred]\nindicator = '{}'\ncomparison = '>'\nthreshold = 1\n"
+                    "and = [{{ indicator = 'blur', comparison = '>', threshold = 1 }}]\n",
+                    indicator),
+        "test.toml");
+    InputInfo info;
+    info.width = 256;
+    info.height = height;
+    Judge judge(profile, info, measured);
+    for (int frame = 0; frame < frames; ++frame)
+      judge.add({.frame = frame, .values = {}});
+    const Judgement found = judge.finish({});
+    ASSERT_EQ(found.notJudged.size(), 1U) << indicator;
+    EXPECT_EQ(found.notJudged[0].kind + ": " + found.notJudged[0].reason, "blurred: " + reason);
+  }
 }
 
 TEST(Summaries, HoldExactPercentilesAndTheWorstFrame) {
@@ -256,6 +397,9 @@ TEST(Profiles, AreRefusedWithFileAndLine) {
       {"[blurred]\nmax_share = 101\n", "p.toml:2: 'max_share' must be 0 or more, at most 100"},
       {"[blurred]\nmax_count = 1.5\n", "p.toml:2: 'max_count' must be a whole number"},
       {"[blurred]\nand = [{ indicator = 'blur' }]\n", "p.toml:2: an entry of 'and' lacks"},
+      {"[blurred]\nindicator = 'blur.up'\n", "p.toml:2: 'blur.up' is no indicator"},
+      {"[blurred]\nor = [{ indicator = 'blur' }]\n", "p.toml:2: 'or' must be"},
+      {"[blurred]\nafter = [1]\n", "p.toml:2: 'after' must be an array of arrays"},
       {"[undecodable]\nindicator = 'blur'\n", "p.toml:2: unknown key 'indicator' in [undecodable]"},
       {"[blurred]\nindicator = 'blur'\ncomparison = '>'\nthreshold = 5\nedge_threshold = 6\n",
        "p.toml:1: the edge_threshold of [blurred] must be looser"},
@@ -277,10 +421,11 @@ TEST(Profiles, ChangeTheKeysOfTheirBase) {
       "base = 'default'\n[black]\nenabled = false\n[frozen]\nthreshold = 0.05\n", "p.toml");
   ASSERT_EQ(changed.rules.size(), base.rules.size() - 1);
   EXPECT_EQ(base.rules[0].kind, "black");
-  EXPECT_EQ(changed.rules[1].kind, "frozen");
-  EXPECT_EQ(changed.rules[1].conditions[0].threshold, 0.05);
-  EXPECT_EQ(changed.rules[1].conditions.size(), base.rules[2].conditions.size());
-  EXPECT_EQ(changed.rules[1].minDuration, base.rules[2].minDuration);
+  EXPECT_EQ(base.rules[3].kind, "frozen");
+  EXPECT_EQ(changed.rules[2].kind, "frozen");
+  EXPECT_EQ(changed.rules[2].conditions[0].threshold, 0.05);
+  EXPECT_EQ(changed.rules[2].conditions.size(), base.rules[3].conditions.size());
+  EXPECT_EQ(changed.rules[2].minDuration, base.rules[3].minDuration);
   EXPECT_EQ(parseProfile("", "empty.toml").rules.size(), 0U);
 }
 

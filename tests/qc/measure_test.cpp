@@ -35,7 +35,8 @@ protected:
     const std::size_t samples = std::size_t{clip.width} * clip.height;
     ASSERT_EQ(luma.size(), 19 * samples);
 
-    Meter meter(clip.width, clip.height, 30);
+    const bool isGray = clip.name == std::string_view("gray"); // which is of full range
+    Meter meter(clip.width, clip.height, 30, ALL_INDICATORS, isGray ? Range::full : Range::limited);
     std::vector<Values> expected;
     std::string yuv;
     for (std::size_t at = 0; at < luma.size(); at += samples) {
@@ -109,7 +110,8 @@ public:
     inputInfo.width = inputInfo.height = 16;
   }
   const InputInfo &info() const override { return inputInfo; }
-  const InputEnd &end() const override { return inputEnd; }
+  InputEnd end() const override { return inputEnd; }
+  void select(std::int64_t, std::optional<std::int64_t>) override {}
   bool read(LumaPicture &picture) override {
     if (reads == firstUnreadable)
       throw InputError("unreadable");

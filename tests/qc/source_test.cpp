@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
-// Inputs of every kind, whole, damaged and hostile; batches, resuming and interruption.
+// Inputs of every kind, whole, damaged and hostile; batches and resuming.
 #include "tests/support/command.h"
 
 #include <nlohmann/json.hpp>
@@ -67,6 +67,7 @@ TEST_F(Source, StreamsAreChosenByNumber) {
   ASSERT_LT(call("-o out two.mkv").status, 2);
   EXPECT_EQ(document("two.mkv")["input"]["width"], 96);
   expect(2, "its video streams are 0, 1", "--stream 2 two.mkv");
+  expect(0, "its video streams are 0, 1", "two.mkv");
 }
 
 TEST_F(Source, TimesAreThoseOfTheStream) {
@@ -74,6 +75,15 @@ TEST_F(Source, TimesAreThoseOfTheStream) {
          "-c:v ffv1 vfr.mkv");
   ASSERT_LT(call("-o out vfr.mkv").status, 2);
   EXPECT_EQ(column("vfr.mkv", 1), (std::vector<std::string>{"0", "0.08", "0.32", "0.72"}));
+  // Its sound begins 0.3 s ahead of the first picture, and the container at 1.4 s.
+  ffmpeg("-f lavfi -i sine -itsoffset 0.3 -i clip.mp4 -t 1 -c:v copy -c:a mp2 late.ts");
+  for (const std::string times : {"", "--stream-times"}) {
+    ASSERT_LT(call("-o out --start 0.4 --frames 2 late.ts " + times).status, 2);
+    const double start = document("late.ts")["input"]["start_time"];
+    EXPECT_NEAR(start, 1.7, 0.05);
+    EXPECT_EQ(column("late.ts", 0).front(), "10");
+    EXPECT_NEAR(std::stod(column("late.ts", 1).front()), (times.empty() ? 0 : start) + 0.4, 1e-9);
+  }
 }
 
 TEST_F(Source, RangesOfTheInput) {
@@ -91,6 +101,12 @@ TEST_F(Source, RangesOfTheInput) {
     EXPECT_EQ(csv("out/clip.mp4.csv")[1][9], "") << arguments << ": a first frame has no pair";
   }
   EXPECT_EQ(call("--start 99 clip.mp4").status, 2);
+  makeClip("reordered.264", "-c:v libx264");
+  for (const std::string name : {"reordered.264", "clip.mp4"})
+    for (const std::string frames : {"12", "27"}) { // all packets are read by then, not all shown
+      ASSERT_LT(call("-o out --frames " + frames + " --decode-threads 8 " + name).status, 2);
+      EXPECT_TRUE(document(name)["decode_errors"].empty()) << name << frames;
+    }
 }
 
 TEST_F(Source, TruncatedInputIsMeasuredAsFarAsItGoes) {
@@ -98,6 +114,7 @@ TEST_F(Source, TruncatedInputIsMeasuredAsFarAsItGoes) {
       {"cut.mp4", "-c:v libx264 -g 10 -movflags +faststart"},
       {"cut.mkv", "-c:v libx264 -g 10"},
       {"cut.avi", "-c:v mpeg4"},
+      {"cut.ogv", "-c:v libtheora"},
       {"cut.y4m", ""}};
   for (const auto &[name, encoder] : containers) {
     makeClip(name, encoder);
@@ -115,6 +132,32 @@ TEST_F(Source, TruncatedInputIsMeasuredAsFarAsItGoes) {
   }
 }
 
+TEST_F(Source, PicturesThatAreMissingAreCounted) {
+  makeClip("m2.ts", "-c:v mpeg2video -g 10 -b:v 400k");
+  const std::string five = "ffmpeg -v error -nostdin -i clip.mp4 -frames:v 5 ";
+  const struct {
+    std::string name, made;
+    std::int64_t missing;
+    double end;
+    std::string options;
+  } cases[] = {
+      {"raw", five + "-f rawvideo - | head -c 50000", 1, 0.2, " --raw --size 96x80"},
+      {"y4m", five + "-f yuv4mpegpipe - | head -c 50000", 1, 0.2, ""},
+      {"ts", "head -c 30000 m2.ts", 1, 0.4, ""},
+      {"a gap",
+       "ffmpeg -v error -nostdin -i clip.mp4 -vf 'setpts=PTS+gte(N\\,20)*10/TB' -fps_mode vfr "
+       "-c:v ffv1 -f matroska -",
+       250, 10.8, ""}};
+  for (const auto &[name, made, missing, end, options] : cases) {
+    EXPECT_EQ(shell(made + " | " PROGRAM " --indicators blackout -o out -" + options).status, 0);
+    const auto events = document("stdin")["events"];
+    ASSERT_EQ(events.size(), 1U) << name << events;
+    EXPECT_EQ(events[0]["kind"], "missing") << name;
+    EXPECT_EQ(events[0]["frames"], missing) << name;
+    EXPECT_NEAR(events[0]["end"].get<double>(), end, 1e-9) << name;
+  }
+}
+
 TEST_F(Source, DamagedPacketsAreReportedWithTheirTime) {
   std::string bytes = readFile(folder / "clip.mp4");
   for (std::size_t i = bytes.size() * 6 / 10; i < bytes.size() * 7 / 10; ++i)
@@ -129,11 +172,35 @@ TEST_F(Source, DamagedPacketsAreReportedWithTheirTime) {
   EXPECT_EQ(readFile(folder / "out/clip.mp4.csv"), result);
 }
 
+TEST_F(Source, DamageGivesOneAnswerWithAnyNumberOfDecodingThreads) {
+  for (const std::string name : {"a.264 -c:v libx264 -g 10", "b.avi -c:v mpeg4 -g 10 -b:v 500k",
+                                 "c.webm -c:v libvpx -b:v 500k", "d.ogv -c:v libtheora",
+                                 "e.mkv -c:v libx265 -x265-params log-level=none:keyint=10",
+                                 "f.avi -c:v mjpeg -pix_fmt yuvj420p"}) {
+    const std::string file = name.substr(0, name.find(' '));
+    makeClip("", name.substr(file.size()) + ' ' + file);
+    std::string bytes = readFile(folder / file);
+    for (std::size_t i = bytes.size() / 2; i < bytes.size() * 9 / 10; i += 211)
+      bytes[i] = static_cast<char>(bytes[i] ^ 4);
+    writeFile(folder / file, bytes);
+    std::vector<std::string> answers;
+    for (const std::string threads : {"1", "2", "8"}) {
+      ASSERT_LT(call("-o out --decode-threads " + threads + ' ' + file).status, 2);
+      answers.push_back(readFile(folder / "out" / (file + ".csv")) +
+                        document(file)["decode_errors"].dump());
+      EXPECT_EQ(answers.back(), answers.front()) << file << ' ' << threads;
+    }
+  }
+}
+
 TEST_F(Source, JoinedRecordingsGoOnUntilTheSizeChanges) {
+  ffmpeg("-i clip.mp4 -pix_fmt yuv444p -c:v libx264 other.ts");
   ffmpeg("-i clip.mp4 -c copy a.ts");
   ffmpeg("-i clip.mp4 -vf scale=64:48 -c:v libx264 b.ts");
   ASSERT_EQ(shell("cat a.ts a.ts b.ts > aab.ts").status, 0);
   expect(2, "another size", "--quiet -o out aab.ts");
+  ASSERT_EQ(shell("cat a.ts other.ts > ao.ts").status, 0);
+  expect(0, "from frame 30 on its pixel format is yuv444p", "ao.ts");
   const auto times = column("aab.ts", 1);
   ASSERT_EQ(times.size(), 2U * FRAMES);
   for (std::size_t i = 0; i < times.size(); ++i)
@@ -142,12 +209,17 @@ TEST_F(Source, JoinedRecordingsGoOnUntilTheSizeChanges) {
 
 TEST_F(Source, SizesAreChecked) {
   writeFile(folder / "raw", std::string(3 * 352 * 288 / 2 * 3, '\x50'));
+  for (const char *name : {"tiny_352x288.yuv", "tiny_QCIF_yuv422p.yuv", "tiny.yuv"})
+    std::filesystem::copy_file(folder / "raw", folder / name);
   writeFile(folder / "odd", std::string(2 * (15 * 11 + 2 * 8 * 6) + 7, '\x50'));
+  writeFile(folder / "huge.y4m", "YUV4MPEG2 W99999 H99999 F25:1\nFRAME\n");
   const struct {
     const char *arguments;
     int status;
     const char *message;
   } cases[] = {
+      {"huge.y4m", 2, "no size that a picture can have"},
+      {"--raw raw --size 8192x4609", 2, "--max-pixels"},
       {"--raw raw --size 352x288", 0, ""},
       {"--raw raw --size 320x240", 0, "a remainder of 110592 bytes"},
       {"--raw raw --size 320x240", 0, "352x288 yuv420p (3 frames)"},
@@ -160,6 +232,11 @@ TEST_F(Source, SizesAreChecked) {
       {"--raw odd --size 15x11", 0,
        "2 frames of 15x11 yuv420p (261 bytes each) and a remainder of 7"},
       {"--raw - --size 15x11 < odd", 0, "a remainder of 7"},
+      {"tiny_352x288.yuv", 2,
+       "456192 bytes would fit 352x288 yuv420p (3 frames), as its name says"},
+      {"tiny_QCIF_yuv422p.yuv", 2, "would fit 176x144 yuv422p (9 frames), as its name says"},
+      {"tiny.yuv", 2, "header; raw frames need --raw --size WIDTHxHEIGHT"},
+      {"tiny.yuv", 2, "352x288 yuv420p (3 frames), 176x144 yuv420p (12 frames)"},
       {"clip.mp4 --max-pixels 7679", 2, "--max-pixels"},
       {"clip.mp4 --max-pixels 7680", 0, ""},
   };
@@ -189,6 +266,8 @@ TEST_F(Source, ListsOpenNothingUnlessAsked) {
   ASSERT_EQ(call("--allow-nested -o out list.ffconcat").status, 0);
   EXPECT_EQ(column("list.ffconcat", 0).size(), 2U * FRAMES);
 
+  ffmpeg("-i clip.mp4 -frames:v 1 -vf scale=1920:1080 -q:v 1 one.jpg");
+  EXPECT_EQ(call("one.jpg").status, 0);
   ffmpeg("-i clip.mp4 -frames:v 4 image%02d.png");
   EXPECT_EQ(call("image%02d.png").status, 2);
   ASSERT_EQ(call("--allow-nested -o out image%02d.png").status, 0);
@@ -196,25 +275,49 @@ TEST_F(Source, ListsOpenNothingUnlessAsked) {
 }
 
 TEST_F(Source, WrongUsageIsStatus2) {
-  for (const std::string arguments :
-       {"", "--raw clip.mp4", "--size 8x8 clip.mp4", "--raw --size 8 x", "--raw --size 8x-8 x",
-        "--start 1:99 clip.mp4", "--start -1 clip.mp4", "--duration 5x clip.mp4", "--threads 0 x",
-        "--duration 1 --frames 2 x", "--indicators blurr x", "--indicators 0x80000000 x", "- -",
-        "--fps inf clip.mp4", "--fps 1e300 clip.mp4", "--resume clip.mp4",
-        "--profile nowhere clip.mp4", "--files-from nowhere", "-o /dev/null/x clip.mp4"}) {
+  for (const std::string arguments : {"",
+                                      "--raw clip.mp4",
+                                      "--size 8x8 clip.mp4",
+                                      "--raw --size 8 x",
+                                      "--raw --size 8x-8 x",
+                                      "--start 1:99 clip.mp4",
+                                      "--start -1 clip.mp4",
+                                      "--duration 5x clip.mp4",
+                                      "--threads 0 x",
+                                      "--duration 1 --frames 2 x",
+                                      "--indicators blurr x",
+                                      "--indicators 0x100000000 x",
+                                      "- -",
+                                      "--fps inf clip.mp4",
+                                      "--fps 1e300 clip.mp4",
+                                      "--resume clip.mp4",
+                                      "--profile nowhere clip.mp4",
+                                      "--live --html a.html clip.mp4",
+                                      "--live --range 0:4 clip.mp4",
+                                      "--join parts -o out --frames 3",
+                                      "--collect out --start 5",
+                                      "--from-plan p --part 1 --range 0:5 -o out",
+                                      "--files-from nowhere",
+                                      "--profile /dev/zero clip.mp4",
+                                      "--files-from /dev/zero",
+                                      "-o /dev/null/x clip.mp4"}) {
     const Outcome run = call(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.output, "") << arguments;
     EXPECT_NE(run.errors, "") << arguments;
   }
   EXPECT_EQ(call("clip.mp4 > /dev/full").status, 2);
+  // Nor does what is said on the way, after 3 s at the earliest, land in a file.
+  shell("head -c 6000 /dev/zero >raw; (cat raw; sleep 3.5; cat raw) | " PROGRAM
+        " -o out --progress plain --raw --size 40x100 - >&- 2>&-");
+  EXPECT_EQ(csv("out/stdin.csv").at(0).at(0), "frame");
 }
 
 TEST_F(Source, OnlyTheIndicatorsAskedForAreMeasured) {
   for (const std::string list : {"blur,freezing", "0x120"}) {
     ASSERT_EQ(call("-o out --indicators " + list + " clip.mp4").status, 0);
     const auto row = csv("out/clip.mp4.csv").back();
-    for (std::size_t i = 3; i < row.size(); ++i)
+    for (std::size_t i = 3; i + 1 < row.size(); ++i) // the last is the shot
       EXPECT_EQ(row[i].empty(), i != 8 && i != 11) << i;
   }
 }
@@ -245,35 +348,6 @@ TEST_F(Source, BatchesGoOnAndResume) {
   EXPECT_TRUE(isNew("b.MP4.json"));
   EXPECT_FALSE(isNew("clip.mp4.json"));
   expect(0, "earlier result", "--resume --quiet -o out clip.mp4");
-}
-
-TEST_F(Source, NothingUnfinishedLooksFinished) {
-  for (const std::string signal : {"KILL", "TERM"}) {
-    const Outcome run =
-        shell("mkfifo p; (ffmpeg -v error -nostdin -stream_loop -1 -i clip.mp4 -f yuv4mpegpipe - "
-              "2>/dev/null) > p & timeout -s " +
-              signal + " 2 " PROGRAM " -o out - < p; status=$?; rm p; exit $status");
-    EXPECT_GE(run.status, 124) << signal;
-    std::size_t left = 0;
-    for (const auto &entry : std::filesystem::directory_iterator(folder / "out")) {
-      ++left;
-      EXPECT_EQ(entry.path().extension(), ".part") << entry.path();
-      std::filesystem::remove(entry.path());
-    }
-    EXPECT_EQ(left, signal == "KILL" ? 2U : 0U) << signal;
-  }
-}
-
-TEST_F(Source, OneSignalEndsTheWaitForAnInputThatGivesNothing) {
-  ffmpeg("-i clip.mp4 clip.y4m");
-  for (const std::string given : {"clip.y4m", "/dev/null"}) {
-    const Outcome run =
-        shell("mkfifo p; (cat " + given +
-              "; exec sleep 20) > p & timeout --preserve-status -k 5 -s INT 2 " PROGRAM
-              " -o out - < p; status=$?; kill $!; rm p; exit $status");
-    EXPECT_EQ(run.status, 130) << given << run.errors;
-    EXPECT_TRUE(std::filesystem::is_empty(folder / "out")) << given;
-  }
 }
 
 } // namespace

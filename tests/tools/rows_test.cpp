@@ -47,11 +47,21 @@ struct Rows {
 std::vector<Output> outputsOfRows(const RowOperations &form, const Rows &in) {
   const std::uint8_t *a = in.row(1), *b = in.row(2);
   const Moments moments = form.moments(a, in.w);
+  const EndCounts ends = form.countEnds(a, in.w, 16, 235);
+  Guarded<std::uint8_t> marks(in.w);
+  for (std::size_t x = 0; x < in.w; ++x)
+    marks.data()[x] = x % 3 == 0;
+  const std::size_t marked = form.markAbove(a, in.w, 200, marks.data());
   return {{"moments", {moments.sum, moments.squares}},
           {"absDifference", {form.absDifference(a, b, in.w)}},
           {"squaredDifference", {form.squaredDifference(a, b, in.w)}},
           {"countEqual", {form.countEqual(a, b, in.w)}},
           {"firstDifference", {form.firstDifference(a, b, in.w)}},
+          {"countEnds", {ends.low, ends.high}},
+          {"markAbove's count", {marked}},
+          {"markAbove", marks.values()},
+          {"darkStart and darkEnd",
+           {form.darkStart(a, in.w, 252), form.darkEnd(a, in.w, 252), form.darkEnd(b, in.w, 0)}},
           {"crossEnergy", {form.crossEnergy(in.row(0), in.w, 8, in.w)}},
           {"sobelEnergy", {form.sobelEnergy(in.row(0), in.w, 8, in.w)}}};
 }
@@ -70,7 +80,18 @@ std::vector<Output> outputsOfBlocks(const RowOperations &form, const Rows &in) {
     other[i] ^= 1;
   form.changedBlocks(in.top, other.data(), in.w, blocks, changed.data());
   form.columnBorders(in.row(3), in.w, 5, borders, borderSums.data()); // on top of the poison
+  Guarded<BlockChange> changes(blocks);
+  Guarded<SegmentGradients> gradients(blocks);
+  Guarded<BorderSteps> columnSteps(borders), rowSteps(blocks);
+  form.blockChanges(in.top, other.data(), in.w, blocks, changes.data());
+  form.segmentGradients(in.row(1), in.w, 7, blocks, gradients.data());
+  form.columnSteps(in.row(3), in.w, 5, borders, columnSteps.data());
+  form.rowSteps(in.row(5), in.w, blocks, rowSteps.data());
   return {{"blockSums", sums.values()},
+          {"blockChanges", changes.values()},
+          {"segmentGradients", gradients.values()},
+          {"columnSteps", columnSteps.values()},
+          {"rowSteps", rowSteps.values()},
           {"blockDeviations", deviations.values()},
           {"changedBlocks", changed.values()},
           {"columnBorders", borderSums.values()},
@@ -155,6 +176,7 @@ TEST(Rows, LanesDoNotOverflowOnLongSaturatedRows) {
       EXPECT_EQ(rows().squaredDifference(zeros.data(), row.data(), n), 65025 * white);
       EXPECT_EQ(rows().countEqual(row.data(), zeros.data(), n), n - white);
       EXPECT_EQ(rows().firstDifference(row.data(), row.data() + period, n), n);
+      EXPECT_EQ(rows().countEnds(row.data(), n, 254, 255).high, white);
       // Rows alike: both diagonals are the difference of neighbouring columns.
       const std::size_t h = n < 1 << 24 ? 500 : 3;
       EXPECT_EQ(rows().crossEnergy(row.data(), 0, h, n),

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: BSD-2-Clause
+//
+// Linked in front of lumagauge-qc's own sources (-Wl,--wrap): makes one call fail that a test asks
+// for. LUMAGAUGE_FAIL_OUTPUT=N: the N-th of those that open, write, sync and name results.
+// LUMAGAUGE_FAIL_THREAD=N: the N-th start of a thread. LUMAGAUGE_NAMED_FILES=1: the file system has
+// no files without a name.
+#include <fcntl.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+namespace {
+
+bool isToFail(const char *variable) {
+  static std::atomic<int> calls = 0;
+  const char *number = std::getenv(variable);
+  errno = EIO;
+  return number != nullptr && ++calls == std::atoi(number);
+}
+
+} // namespace
+
+#define WRAP(type, name, parameters, arguments)                                                    \
+  type __real_##name parameters;                                                                   \
+  type __wrap_##name parameters {                                                                  \
+    return isToFail("LUMAGAUGE_FAIL_OUTPUT") ? -1 : __real_##name arguments;                       \
+  }
+
+extern "C" {
+WRAP(ssize_t, write, (int file, const void *bytes, size_t count), (file, bytes, count))
+WRAP(int, fsync, (int file), (file))
+WRAP(int, rename, (const char *from, const char *to), (from, to))
+WRAP(int, linkat, (int a, const char *from, int b, const char *to, int flags),
+     (a, from, b, to, flags))
+
+int __real_open(const char *path, int flags, mode_t mode);
+int __wrap_open(const char *path, int flags, mode_t mode) {
+  const bool isUnnamed = (flags & O_TMPFILE) == O_TMPFILE;
+  if (isUnnamed && std::getenv("LUMAGAUGE_NAMED_FILES") != nullptr) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  const bool isOfResults = (flags & (O_WRONLY | O_DIRECTORY)) != 0;
+  return isOfResults && isToFail("LUMAGAUGE_FAIL_OUTPUT") ? -1 : __real_open(path, flags, mode);
+}
+
+#define START_THREAD(prefix)                                                                       \
+  prefix##_ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE
+void START_THREAD(__real_)(void *thread, void *state, void (*depend)());
+void START_THREAD(__wrap_)(void *thread, void *state, void (*depend)()) {
+  if (isToFail("LUMAGAUGE_FAIL_THREAD"))
+    throw std::system_error(EAGAIN, std::generic_category());
+  START_THREAD(__real_)(thread, state, depend);
+}
+}
