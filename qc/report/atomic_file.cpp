@@ -124,8 +124,13 @@ ContentDigest AtomicFile::seal(bool lasts) {
   check();
   if (lasts && !isSynced(buffer.descriptor))
     fail("writing failed", errno);
+  return {buffer.size, buffer.digest.finish()};
+}
+
+void AtomicFile::commit() {
   if (temporary.empty()) {
-    // A link replaces nothing, so the file's own name can only come by renaming.
+    // A link replaces nothing, so the file's own name can only come by renaming; right before it,
+    // for a process killed between the two leaves the other name behind.
     const fs::path name = folder / temporaryName();
     if (linkat(AT_FDCWD, processPath(buffer.descriptor).c_str(), AT_FDCWD, name.c_str(),
                AT_SYMLINK_FOLLOW) != 0)
@@ -133,10 +138,6 @@ ContentDigest AtomicFile::seal(bool lasts) {
     temporary = name;
   }
   closeDescriptor(); // after fsync it has nothing left to report
-  return {buffer.size, buffer.digest.finish()};
-}
-
-void AtomicFile::commit() {
   if (std::rename(temporary.c_str(), path.c_str()) != 0)
     fail("cannot be put in place", errno);
   temporary.clear();
