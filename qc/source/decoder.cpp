@@ -88,13 +88,19 @@ bool Decoder::isSafeToFree() const {
   return picture != nullptr && !listener().lacksMemory();
 }
 
+int Decoder::checked(int code) const {
+  if (code == AVERROR(ENOMEM))
+    LibavListener::noteMissingMemory(*context);
+  return checkMemory(code);
+}
+
 int Decoder::send(const AVPacket &packet, std::int64_t tag) {
   context->reordered_opaque = tag;
-  return checkMemory(avcodec_send_packet(context.get(), &packet));
+  return checked(avcodec_send_packet(context.get(), &packet));
 }
 
 int Decoder::drain() {
-  return checkMemory(avcodec_send_packet(context.get(), nullptr));
+  return checked(avcodec_send_packet(context.get(), nullptr));
 }
 
 int Decoder::threads() const {
@@ -110,7 +116,7 @@ bool Decoder::reorders() const {
 }
 
 int Decoder::receive(AVFrame &frame) {
-  return checkMemory(avcodec_receive_frame(context.get(), &frame));
+  return checked(avcodec_receive_frame(context.get(), &frame));
 }
 
 void Decoder::reportUndecoded(std::int64_t tag) {

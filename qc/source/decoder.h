@@ -58,6 +58,7 @@ public:
 
 private:
   bool isSafeToFree() const;
+  int checked(int code) const; ///< as checkMemory, and remembers a lack of memory
   DecoderListener &listener() const { return *static_cast<DecoderListener *>(context->opaque); }
 
   std::unique_ptr<AVCodecContext, FreeWith<avcodec_free_context>> context;

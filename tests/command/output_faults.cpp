@@ -2,8 +2,9 @@
 //
 // Linked in front of lumagauge-qc's own sources (-Wl,--wrap): makes one call fail that a test asks
 // for. LUMAGAUGE_FAIL_OUTPUT=N: the N-th of those that open, write, sync and name results.
-// LUMAGAUGE_FAIL_THREAD=N: the N-th start of a thread. LUMAGAUGE_NAMED_FILES=1: the file system has
-// no files without a name.
+// LUMAGAUGE_FAIL_THREAD=N: the N-th start of a thread. LUMAGAUGE_FAIL_LIBAV=N: the N-th time that
+// libav asks for memory after the first input is opened. LUMAGAUGE_NAMED_FILES=1: the file system
+// has no files without a name.
 #include <fcntl.h>
 #include <sys/types.h>
 
@@ -57,3 +58,25 @@ void START_THREAD(__wrap_)(void *thread, void *state, void (*depend)()) {
   START_THREAD(__real_)(thread, state, depend);
 }
 }
+
+#if !INSTRUMENTED // sanitizers have an allocator of their own
+extern "C" {
+std::atomic<bool> isReading = false; // libraries end the process if they lack memory as they load
+
+int __real_avformat_open_input(void *input, const char *url, const void *format, void *options);
+int __wrap_avformat_open_input(void *input, const char *url, const void *format, void *options) {
+  isReading = true;
+  return __real_avformat_open_input(input, url, format, options);
+}
+
+// Libav, which takes memory by it alone, is linked dynamically and finds this one first.
+int posix_memalign(void **memory, size_t alignment, size_t size) {
+  const bool isLacking = isReading && isToFail("LUMAGAUGE_FAIL_LIBAV");
+  void *const taken = isLacking ? nullptr : std::aligned_alloc(alignment, size);
+  if (taken == nullptr)
+    return ENOMEM;
+  *memory = taken;
+  return 0;
+}
+}
+#endif

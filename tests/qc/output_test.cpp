@@ -69,6 +69,35 @@ TEST_F(Output, NoFaultOfTheSystemLeavesHalfAResult) {
   }
 }
 
+// The threads of a decoder carry its state from one to the next, also as it ends: of a copy that
+// lacked memory libavcodec aborts the process where it is copied or freed once more.
+TEST_F(Output, LackOfMemoryWithinLibavIsAMessageOrChangesNothing) {
+  if (INSTRUMENTED)
+    GTEST_SKIP() << "sanitizers take memory in their own way";
+  const std::string run = " --quiet --threads 1 --decode-threads 4 -o out a.mp4";
+  ASSERT_EQ(shell("ffmpeg -v error -f lavfi -i testsrc2=size=64x64 -frames:v 10 "
+                  "-c:v libx264 -pix_fmt yuv420p a.mp4")
+                .status,
+            0);
+  ASSERT_EQ(call(run).status, 0);
+  const std::string whole = readFile(folder / "out/a.mp4.csv");
+  ASSERT_FALSE(whole.empty());
+  int failed = 0;
+  for (int number = 1; number < 2100; number += 29) { // one place takes memory 34 times in a row
+    SCOPED_TRACE(number);
+    fs::remove_all(folder / "out");
+    const Outcome answer =
+        shell("LUMAGAUGE_FAIL_LIBAV=" + std::to_string(number) + " " QC_WITH_FAULTS + run);
+    ASSERT_TRUE(answer.status == 0 || answer.status == 2) << answer.status << answer.errors;
+    failed += answer.status == 2;
+    if (answer.status == 2)
+      EXPECT_TRUE(fs::exists(folder / "out/a.mp4.failure"));
+    else if (readFile(folder / "out/a.mp4.csv") != whole)
+      EXPECT_NE(answer.output.find(" missing ("), std::string::npos) << answer.output;
+  }
+  EXPECT_GT(failed, 10);
+}
+
 TEST_F(Output, OneThatFailsLeavesTheOthers) {
   const struct {
     std::string before, after, message;
