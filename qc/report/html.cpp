@@ -90,9 +90,8 @@ Json picturesJson(const ReportPictures &pictures) {
                       {"before", thumbnailJson(event.before)},
                       {"worst", thumbnailJson(event.worst)},
                       {"after", thumbnailJson(event.after)}});
-  return {{"note", pictures.note},  {"aspect", pictures.aspect},   {"strip", strip},
-          {"events", events},       {"without", pictures.without}, {"reason", pictures.reason},
-          {"exact", pictures.exact}};
+  return {{"note", pictures.note}, {"aspect", pictures.aspect},   {"strip", strip},
+          {"events", events},      {"without", pictures.without}, {"reason", pictures.reason}};
 }
 
 Json indicatorsJson() {

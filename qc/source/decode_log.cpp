@@ -51,6 +51,7 @@ void DecodeLog::addFailure(double time, std::string what) {
 }
 
 void DecodeLog::addError(double time, std::string what) {
+  ++errorCount;
   waiting.push_back(
       {.frame = pictureCount, .time = time, .message = std::move(what), .endTime = {}});
   if (waiting.size() > MAX_WAITING_ERRORS)

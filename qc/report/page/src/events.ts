@@ -11,6 +11,12 @@ import { numberOf, type Picture, type ResultEvent, type Rule } from './types';
 import type { View } from './view';
 import { kindOf, signalParts, signalValue, titled } from './words';
 
+/** What the picture in the middle is where no value says which frame is the worst. */
+const WITHOUT_VALUE: Record<string, string> = {
+  undecodable: 'Right behind',
+  missing: 'Right behind',
+  concealed: 'In it',
+};
 const AT_ONCE = 12; // cards that are made at first, and with each further press
 
 /** What the profile allows of a kind. */
@@ -101,14 +107,14 @@ function pictures(report: Report, index: number, goTo: (frame: number) => void):
       : 'This report was made without the video, so it has no pictures.';
     return h('p', { class: 'no-pictures' }, why);
   }
-  const { start_frame: first, end_frame: last } = report.result.events[index];
+  const { kind, start_frame: first, end_frame: last } = report.result.events[index];
   const begins = report.frames && first <= report.frames.first;
   const ends = report.frames && last >= report.frames.first + report.frames.count - 1;
   return h(
     'div',
     { class: 'shots' },
     pictureOf(own.before, 'before', 'Before', begins ? 'the video begins with it' : 'no picture', goTo),
-    pictureOf(own.worst, 'worst', 'Worst', 'no picture', goTo),
+    pictureOf(own.worst, 'worst', WITHOUT_VALUE[kind] ?? 'Worst', 'no picture', goTo),
     pictureOf(own.after, 'after', 'After', ends ? 'the video ends with it' : 'no picture', goTo),
   );
 }

@@ -114,7 +114,6 @@ export interface Pictures {
   events: EventPictures[];
   without: number; // events that have no pictures
   reason: string; // why
-  exact: boolean; // false: the nearest pictures that were kept, not those asked for
 }
 
 export interface ColumnHead {
