@@ -13,6 +13,7 @@ import type { View } from './view';
 import { shownValue } from './readout';
 import { worseText } from './table';
 import { aboutIndicator, COMPARED, kindOf, signalParts, signalValue, titled } from './words';
+import { touchZoom } from './touch';
 import { wheelZoom } from './wheel';
 
 const HEIGHT = 92;
@@ -263,6 +264,7 @@ export function curves(report: Report, view: View): Curves {
   new ResizeObserver(refresh).observe(section);
   observe(all);
   wheelZoom(section, view, '.u-over');
+  touchZoom(section, view, '.u-over');
   return {
     element: section,
     drawVisible: refresh,

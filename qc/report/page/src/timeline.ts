@@ -8,6 +8,7 @@ import { timeCode } from './format';
 import { lanes } from './lanes';
 import { overview, ruler } from './overview';
 import { onThemeChange } from './theme';
+import { touchZoom } from './touch';
 import type { View } from './view';
 import { wheelZoom } from './wheel';
 
@@ -115,6 +116,7 @@ export function timeline(
   onThemeChange(draw);
   new ResizeObserver(all).observe(bar);
   wheelZoom(element, view, '.track');
+  touchZoom(element, view, '.track');
   element.addEventListener('mousemove', (event) => {
     const track = (event.target as Element).closest('.track');
     if (!track) return;
