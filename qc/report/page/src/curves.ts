@@ -205,6 +205,46 @@ function observe(curves: Curve[]): void {
   for (const curve of curves) sight.observe(curve.element);
 }
 
+/** A set of curves under its title, with a button that folds or unfolds all of them. */
+function groupOf(title: string, open: boolean, members: Curve[]): HTMLElement {
+  const toggle = h('button', { type: 'button', class: 'toggle' }, open ? 'Fold all' : 'Unfold all');
+  toggle.addEventListener('click', () => {
+    const unfold = !members.some((curve) => curve.open);
+    for (const curve of members) curve.setOpen(unfold);
+    toggle.textContent = unfold ? 'Fold all' : 'Unfold all';
+  });
+  return h(
+    'div',
+    { class: 'group' },
+    h('h3', { class: 'group-title' }, title, ' ', toggle),
+    ...members.map((curve) => curve.element),
+  );
+}
+
+/** Draws the curves in sight whenever the view or the page changes; returns what does so at once. */
+function follow(view: View, section: HTMLElement, all: Curve[]): () => void {
+  const shown = () => all.filter((curve) => curve.visible && curve.open && curve.chart);
+  const refresh = () => {
+    for (const curve of all) {
+      if (curve.visible) curve.draw();
+      else curve.stale = true;
+    }
+    // uPlot takes new scales over at the end of this task.
+    queueMicrotask(() => shown()[0]?.chart?.moveCursors());
+  };
+  view.on('range', refresh);
+  view.on('cursor', () => {
+    for (const curve of shown()) curve.showCurrent();
+    if (!view.cursorByCurves) shown()[0]?.chart?.moveCursors();
+  });
+  onThemeChange(refresh);
+  new ResizeObserver(refresh).observe(section);
+  observe(all);
+  wheelZoom(section, view, '.u-over');
+  touchZoom(section, view, '.u-over');
+  return refresh;
+}
+
 export function curves(report: Report, view: View): Curves {
   const { frames } = report;
   const section = h(
@@ -229,45 +269,13 @@ export function curves(report: Report, view: View): Curves {
   }
   const all: Curve[] = [];
   for (const { title, open, indicators } of groups(report, frames)) {
-    const made = indicators.map((indicator) => new Curve(report, frames, view, indicator, open));
-    const toggle = h('button', { type: 'button', class: 'toggle' }, open ? 'Fold all' : 'Unfold all');
-    toggle.addEventListener('click', () => {
-      const unfold = !made.some((curve) => curve.open);
-      for (const curve of made) curve.setOpen(unfold);
-      toggle.textContent = unfold ? 'Fold all' : 'Unfold all';
-    });
-    section.append(
-      h(
-        'div',
-        { class: 'group' },
-        h('h3', { class: 'group-title' }, title, ' ', toggle),
-        ...made.map((curve) => curve.element),
-      ),
-    );
-    all.push(...made);
+    const members = indicators.map((indicator) => new Curve(report, frames, view, indicator, open));
+    section.append(groupOf(title, open, members));
+    all.push(...members);
   }
-  const shown = () => all.filter((curve) => curve.visible && curve.open && curve.chart);
-  const refresh = () => {
-    for (const curve of all) {
-      if (curve.visible) curve.draw();
-      else curve.stale = true;
-    }
-    // uPlot takes new scales over at the end of this task.
-    queueMicrotask(() => shown()[0]?.chart?.moveCursors());
-  };
-  view.on('range', refresh);
-  view.on('cursor', () => {
-    for (const curve of shown()) curve.showCurrent();
-    if (!view.cursorByCurves) shown()[0]?.chart?.moveCursors();
-  });
-  onThemeChange(refresh);
-  new ResizeObserver(refresh).observe(section);
-  observe(all);
-  wheelZoom(section, view, '.u-over');
-  touchZoom(section, view, '.u-over');
   return {
     element: section,
-    drawVisible: refresh,
+    drawVisible: follow(view, section, all),
     drawAll: (width, height) => all.forEach((curve) => curve.draw(width, height)),
   };
 }

@@ -199,47 +199,76 @@ function filters(report: Report, shown: Set<string>, changed: () => void): HTMLE
     .filter((button): button is HTMLButtonElement => button !== null);
 }
 
+/** The cards, which are made a few at a time. */
+class CardList {
+  readonly element = h('div', { class: 'cards' });
+  readonly more = h('button', { type: 'button', class: 'more', click: () => this.make(this.made + AT_ONCE) });
+  private sequence: number[] = [];
+  private made = 0;
+
+  constructor(
+    private readonly report: Report,
+    private readonly view: View,
+    private readonly actions: Actions,
+  ) {
+    view.on('event', () => {
+      const place = view.event === null ? -1 : this.sequence.indexOf(view.event);
+      if (place >= this.made) this.make(place + 1);
+      this.mark();
+    });
+  }
+
+  fill(sequence: number[]): void {
+    this.sequence = sequence;
+    this.element.replaceChildren();
+    this.made = 0;
+    this.make(AT_ONCE);
+  }
+
+  private make(until: number): void {
+    const { sequence, made } = this;
+    this.element.append(
+      ...sequence.slice(made, until).map((index) => card(this.report, index, this.actions)),
+    );
+    this.made = Math.max(made, Math.min(until, sequence.length));
+    const left = sequence.length - this.made;
+    this.more.hidden = left === 0;
+    this.more.textContent = `Show ${Math.min(AT_ONCE, left)} more of ${grouped(left)}`;
+    this.mark();
+  }
+
+  private mark(): void {
+    for (const element of this.element.children)
+      element.setAttribute(
+        'aria-current',
+        String(Number((element as HTMLElement).dataset.event) === this.view.event),
+      );
+  }
+
+  neighbour(of: number | null, by: number): number | null {
+    const { sequence } = this;
+    if (sequence.length === 0) return null;
+    const place = of === null ? (by > 0 ? -1 : sequence.length) : sequence.indexOf(of);
+    return sequence[Math.min(Math.max(place + by, 0), sequence.length - 1)];
+  }
+}
+
 export function cards(report: Report, view: View, actions: Actions): Cards {
   const { events } = report.result;
   const shown = new Set<string>(['fail', 'warn', 'info']);
-  const list = h('div', { class: 'cards' });
-  const more = h('button', { type: 'button', class: 'more' });
+  const list = new CardList(report, view, actions);
   const order = h(
     'select',
     { 'aria-label': 'Order of the events' },
     h('option', { value: 'worst' }, 'Worst first'),
     h('option', { value: 'time' }, 'By time'),
   );
-  let sequence: number[] = [],
-    made = 0;
-  const make = (until: number) => {
-    list.append(...sequence.slice(made, until).map((index) => card(report, index, actions)));
-    made = Math.max(made, Math.min(until, sequence.length));
-    more.hidden = made >= sequence.length;
-    more.textContent = `Show ${Math.min(AT_ONCE, sequence.length - made)} more of ${grouped(sequence.length - made)}`;
-    mark();
-  };
-  const mark = () => {
-    for (const element of list.children)
-      element.setAttribute(
-        'aria-current',
-        String(Number((element as HTMLElement).dataset.event) === view.event),
-      );
-  };
   const fill = () => {
-    sequence = events.map((_, index) => index).filter((index) => shown.has(events[index].severity));
+    const sequence = events.map((_, index) => index).filter((index) => shown.has(events[index].severity));
     if (order.value === 'worst') sequence.sort((a, b) => bySeverity(events[a], events[b]) || a - b);
-    list.replaceChildren();
-    made = 0;
-    make(AT_ONCE);
+    list.fill(sequence);
   };
-  more.addEventListener('click', () => make(made + AT_ONCE));
   order.addEventListener('change', fill);
-  view.on('event', () => {
-    const place = view.event === null ? -1 : sequence.indexOf(view.event);
-    if (place >= made) make(place + 1);
-    mark();
-  });
   fill();
   const element = h(
     'section',
@@ -252,13 +281,8 @@ export function cards(report: Report, view: View, actions: Actions): Cards {
       events.length > 1 ? order : null,
     ),
     events.length === 0 ? h('p', {}, 'No rule of the profile held anywhere.') : null,
-    list,
-    more,
+    list.element,
+    list.more,
   );
-  const neighbour = (of: number | null, by: number) => {
-    if (sequence.length === 0) return null;
-    const place = of === null ? (by > 0 ? -1 : sequence.length) : sequence.indexOf(of);
-    return sequence[Math.min(Math.max(place + by, 0), sequence.length - 1)];
-  };
-  return { element, neighbour };
+  return { element, neighbour: (of, by) => list.neighbour(of, by) };
 }

@@ -59,6 +59,18 @@ export interface Timeline {
   drawAxis: (width: number) => void;
 }
 
+function stayingBar(buttons: HTMLElement, whole: HTMLElement, axis: HTMLElement): HTMLElement {
+  const row = (label: HTMLElement, track: HTMLElement) =>
+    h('div', { class: 'row' }, label, h('div', { class: 'track' }, track));
+  return h(
+    'div',
+    { class: 'bar', role: 'region', 'aria-label': 'Time' },
+    buttons,
+    row(h('div', { class: 'gutter' }, 'Whole'), whole),
+    row(h('div', { class: 'gutter seen' }), axis),
+  );
+}
+
 export function timeline(
   report: Report,
   view: View,
@@ -69,23 +81,7 @@ export function timeline(
     small = overview(report, view),
     axis = ruler(view),
     events = lanes(report, view, choose);
-  const bar = h(
-    'div',
-    { class: 'bar', role: 'region', 'aria-label': 'Time' },
-    buttons,
-    h(
-      'div',
-      { class: 'row' },
-      h('div', { class: 'gutter' }, 'Whole'),
-      h('div', { class: 'track' }, small.element),
-    ),
-    h(
-      'div',
-      { class: 'row' },
-      h('div', { class: 'gutter seen' }),
-      h('div', { class: 'track' }, axis.element),
-    ),
-  );
+  const bar = stayingBar(buttons, small.element, axis.element);
   const line = h('div', { class: 'cursor-line', hidden: true });
   const element = h(
     'section',
