@@ -314,7 +314,7 @@ ReportPictures gathered(Finds &finds) {
       pictures.events.push_back(std::move(event));
   }
   pictures.without = finds.order.wishes.size() - pictures.events.size();
-  if (pictures.without > 0)
+  if (pictures.without > 0 || pictures.strip.empty())
     pictures.reason = finds.missed                   ? finds.reason
                       : isPast(finds.order.deadline) ? "The time that pictures may take was over."
                                                      : "Only the worst events have pictures.";

@@ -164,7 +164,7 @@ ReportPictures PictureKeeper::finish(const std::vector<PictureWish> &wishes) {
       pictures.events.push_back(std::move(event));
   }
   pictures.without = wishes.size() - pictures.events.size();
-  if (pictures.without > 0)
+  if (pictures.without > 0 || strip.empty())
     pictures.reason = problem.empty()
                           ? "The input could be read once only: pictures are kept of the "
                             "longest events of each kind."

@@ -39,7 +39,7 @@ struct ReportPictures {
   std::vector<Thumbnail> strip; ///< over the whole duration
   std::vector<EventPictures> events;
   std::size_t without = 0; ///< events that have no picture
-  std::string reason;      ///< why, as a sentence
+  std::string reason;      ///< why, or why there is no strip, as a sentence
   std::string sprite;      ///< JPEG: some of the strip in tiny, side by side
 };
 

@@ -366,7 +366,20 @@ test('markup and script in names, metadata and messages are text', async () => {
 });
 
 test('what is missing or broken is said', async () => {
+  const { result } = data,
+    settings = { ...result.settings, start: '1', duration: '3' };
+  const whole = { ...result, settings: { ...settings, start: '0' } }; // and it ends with its end
+  const part = { ...result, settings, input: { ...result.input, duration: 9 } };
   const cases = [
+    [
+      { ...data, result: part },
+      '.part',
+      /^Only a part .* 00:00:09\.000, .* 00:00:03\.840, frames 0 to 95\.$/,
+    ],
+    [{ ...data, result: part }, '.seen-text', /^Part: /],
+    [{ ...data, result: whole }, '.seen-text', /^Whole: /],
+    [{ ...data, pictures: undefined }, '.strip', /made of the result alone.* --video FILE/],
+    [{ ...data, pictures: { ...data.pictures, strip: [], reason: 'Too late.' } }, '.strip', /Too late/],
     [{ ...data, result: undefined }, '.failure', /no result in it/],
     [{ ...data, frames: { ...data.frames, packed: 'AAAA' } }, '.curves', /could not be read/],
     [{ ...data, frames: undefined, pictures: undefined }, '.no-pictures', /without the video/],

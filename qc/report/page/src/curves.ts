@@ -254,7 +254,7 @@ export function curves(report: Report, view: View): Curves {
     h(
       'p',
       { class: 'hint' },
-      'Drag or turn the wheel to zoom, double click for the whole. Dashed lines are thresholds: where one is crossed there is an event only if the rule’s other conditions hold as well, and long enough.',
+      'Drag, turn the wheel or spread two fingers to zoom, double click for the whole. Dashed lines are thresholds: where one is crossed there is an event only if the rule’s other conditions hold as well, and long enough.',
     ),
   );
   if (!frames) {

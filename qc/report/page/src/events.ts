@@ -7,7 +7,7 @@ import { copyable, foreign, h, jpeg, sign } from './dom';
 import { counted, four, grouped, spoken, timeCode } from './format';
 import { conditionText } from './curves';
 import { bySeverity } from './severity';
-import { numberOf, type Picture, type ResultEvent, type Rule } from './types';
+import { numberOf, type Condition, type Picture, type ResultEvent, type Rule } from './types';
 import type { View } from './view';
 import { kindOf, signalParts, signalValue, titled } from './words';
 
@@ -30,6 +30,13 @@ function allowance(rule: Rule): string {
   return parts.length > 0 ? parts.join(' and ') : '';
 }
 
+/** "Blur: worst 31.4 (samples)". */
+function valueText(report: Report, { indicator: signal }: Condition, worst: number): string {
+  const { indicator, relation } = signalParts(signal);
+  const unit = relation === '' ? (report.indicator(indicator)?.unit ?? '') : '';
+  return `${titled(indicator)}: worst ${signalValue(signal, four(worst))}${unit && unit !== '0 or 1' ? ` (${unit})` : ''}`;
+}
+
 /** The worst value against the rule's threshold, in a sentence. */
 export function valueSentence(report: Report, event: ResultEvent): string {
   const condition = report.leading(event.kind)[0];
@@ -41,17 +48,19 @@ export function valueSentence(report: Report, event: ResultEvent): string {
     };
     return what[event.kind] ?? `The rule held on ${counted(event.frames, 'frame')}.`;
   }
-  const worst = numberOf(event.worst),
-    { indicator } = signalParts(condition.indicator);
-  const unit =
-    signalParts(condition.indicator).relation === '' ? (report.indicator(indicator)?.unit ?? '') : '';
-  const value = `${titled(indicator)}: worst ${signalValue(condition.indicator, four(worst))}${unit && unit !== '0 or 1' ? ` (${unit})` : ''}`;
+  const worst = numberOf(event.worst);
+  const value = valueText(report, condition, worst);
   if (meets(condition, worst)) return `${value}; the rule names what is ${conditionText(condition)}.`;
-  const others = report
-    .leading(event.kind)
-    .slice(1)
-    .map((other) => `${titled(signalParts(other.indicator).indicator)} ${conditionText(other)}`);
-  return `Named by other conditions of the rule${others.length > 0 ? ` (${others.join(', or ')})` : ''}. ${value}.`;
+  const others = report.leading(event.kind).slice(1);
+  for (const other of others) {
+    const found = report.worstPlain(event, other);
+    if (found !== null && meets(other, found))
+      return `${valueText(report, other, found)}; the rule names what is ${conditionText(other)}. ${value} is not enough by itself.`;
+  }
+  const texts = others.map(
+    (other) => `${titled(signalParts(other.indicator).indicator)} ${conditionText(other)}`,
+  );
+  return `Named by other conditions of the rule${texts.length > 0 ? ` (${texts.join(', or ')})` : ''}. ${value}.`;
 }
 
 function severityText(report: Report, event: ResultEvent): string {
@@ -72,14 +81,13 @@ function pictureOf(
   title: string,
   absence: string,
   goTo: (frame: number) => void,
+  aspect: number,
 ): HTMLElement {
-  if (!picture)
-    return h(
-      'figure',
-      { class: `shot ${what} none` },
-      h('div', { class: 'empty' }, absence),
-      h('figcaption', {}, h('b', {}, title)),
-    );
+  if (!picture) {
+    const empty = h('div', { class: 'empty' }, absence);
+    empty.style.aspectRatio = String(aspect || 1.6);
+    return h('figure', { class: `shot ${what} none` }, empty, h('figcaption', {}, h('b', {}, title)));
+  }
   return h(
     'figure',
     { class: `shot ${what}` },
@@ -108,14 +116,16 @@ function pictures(report: Report, index: number, goTo: (frame: number) => void):
     return h('p', { class: 'no-pictures' }, why);
   }
   const { kind, start_frame: first, end_frame: last } = report.result.events[index];
+  const aspect = report.album?.aspect ?? 0,
+    seen = report.isPart ? 'the part' : 'the video';
   const begins = report.frames && first <= report.frames.first;
   const ends = report.frames && last >= report.frames.first + report.frames.count - 1;
   return h(
     'div',
     { class: 'shots' },
-    pictureOf(own.before, 'before', 'Before', begins ? 'the video begins with it' : 'no picture', goTo),
-    pictureOf(own.worst, 'worst', WITHOUT_VALUE[kind] ?? 'Worst', 'no picture', goTo),
-    pictureOf(own.after, 'after', 'After', ends ? 'the video ends with it' : 'no picture', goTo),
+    pictureOf(own.before, 'before', 'Before', begins ? `${seen} begins with it` : 'no picture', goTo, aspect),
+    pictureOf(own.worst, 'worst', WITHOUT_VALUE[kind] ?? 'Worst', 'no picture', goTo, aspect),
+    pictureOf(own.after, 'after', 'After', ends ? `${seen} ends with it` : 'no picture', goTo, aspect),
   );
 }
 
