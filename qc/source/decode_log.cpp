@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/source/decode_log.h"
 
+#include "qc/source/input_file.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -82,9 +84,7 @@ void DecodeLog::stop(double time, const std::string &reason) {
 }
 
 void DecodeLog::stopReading(double time, int error) {
-  stop(time,
-       fmt::format("reading stopped: {}",
-                   error == ETIMEDOUT ? "nothing arrived within --timeout" : std::strerror(error)));
+  stop(time, "reading stopped: " + readErrorText(error));
 }
 
 std::vector<DecodeError> DecodeLog::takeErrors(std::int64_t before) {
