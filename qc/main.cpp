@@ -118,10 +118,14 @@ int plan(const Options &options) {
     loads[static_cast<std::size_t>(plan.entries[i].part - 1)] += cost[i];
   const auto [least, most] = std::minmax_element(loads.begin(), loads.end());
   const double mean = std::accumulate(loads.begin(), loads.end(), 0.0) / plan.parts;
+  const auto empty = std::count(loads.begin(), loads.end(), 0.0); // an entry costs more than that
   fmt::print(std::cout,
              "{}: {} input{} in {} part{}, which cost {:.0f} % to {:.0f} % of the mean\n",
              printable(options.planFile), plan.entries.size(), plan.entries.size() == 1 ? "" : "s",
              plan.parts, plan.parts == 1 ? "" : "s", 100 * *least / mean, 100 * *most / mean);
+  if (empty > 0)
+    fmt::print(std::cout, "{} part{} empty: --parts {} would do\n", empty,
+               empty == 1 ? " is" : "s are", plan.parts - empty);
   checkStandardOutput();
   return 0;
 }
@@ -138,6 +142,14 @@ int collectResults(const Options &options) {
              all.read == 1 ? "" : "s", all.removed, all.missing);
   if (!all.openParts.empty())
     fmt::print(std::cout, "parts to measure again: {}\n", fmt::join(all.openParts, ","));
+  if (options.profileGiven)
+    options.source.notice(fmt::format(
+        "--profile {}: it judged {} joined now from parts; other results keep the verdicts that "
+        "they were measured with, and get others by being measured again",
+        options.profile,
+        all.joined == 0   ? "nothing, as no input was"
+        : all.joined == 1 ? "the one input that was"
+                          : fmt::format("the {} inputs that were", all.joined)));
   checkStandardOutput();
   return worstStatus(all.rows);
 }

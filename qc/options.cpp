@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/options.h"
+#include "qc/durations.h"
 #include "qc/html_options.h"
 #include "qc/modes.h"
 #include "qc/scale_options.h"
@@ -20,7 +21,6 @@ namespace lumagauge::qc {
 
 namespace {
 
-constexpr double MAX_SECONDS = 1e9;
 /// Wider than any camera's, and narrow enough for times to stay apart.
 constexpr double MIN_RATE = 1e-3, MAX_RATE = 1e6;
 constexpr std::int64_t MAX_COUNT = std::int64_t{1} << 40; ///< of frames, of bytes in one
@@ -38,13 +38,6 @@ template <class Number> std::optional<Number> parseNumber(std::string_view text)
   if (error != std::errc() || rest != end || text.front() == '-')
     return std::nullopt;
   return value;
-}
-
-std::optional<double> parseSeconds(std::string_view text) {
-  if (text.find_first_not_of("0123456789.") != std::string_view::npos)
-    return std::nullopt;
-  const auto value = parseNumber<double>(text);
-  return value && *value <= MAX_SECONDS ? value : std::nullopt;
 }
 
 std::optional<std::uint32_t> parseMask(std::string_view text) {
@@ -116,9 +109,8 @@ void addInputOptions(CLI::App &app, Options &options, Texts &texts) {
   app.add_option("--stream", texts.stream, "Stream number in the container [first video]")
       ->type_name("N")
       ->check(CLI::NonNegativeNumber);
-  app.add_option(
-         "--start", options.startText,
-         "Where to begin, from the first picture on: 12.5, 1:02:03.5, 10m, or 250f for frames")
+  app.add_option("--start", options.startText,
+                 "Where to begin, from the first picture on: a duration, or 250f for frames")
       ->type_name("T");
   auto *duration =
       app.add_option("--duration", options.durationText, "How much to measure, in the same forms")
@@ -221,7 +213,8 @@ void addOutputOptions(CLI::App &app, Options &options, Texts &texts) {
 Extent extentOption(const std::string &name, const std::string &text) {
   const std::optional<Extent> extent = parseExtent(text);
   if (!extent)
-    refuse(fmt::format("{} {}: expected seconds (12.5), h:mm:ss.mmm or frames (250f)", name, text));
+    refuse(fmt::format("{} {}: expected a duration, as {}, or frames, as 250f", name, text,
+                       DURATION_FORMS));
   return *extent;
 }
 
@@ -275,34 +268,6 @@ void understand(const CLI::App &app, const Texts &texts, Options &options) {
 }
 
 } // namespace
-
-std::optional<Extent> parseExtent(std::string_view text) {
-  if (const double unit = text.ends_with('m') ? 60 : text.ends_with('h') ? 3600 : 0; unit > 0) {
-    text.remove_suffix(1);
-    const auto units = text.empty() ? std::nullopt : parseSeconds(text);
-    return units ? std::optional<Extent>(Seconds{*units * unit}) : std::nullopt;
-  }
-  if (text.ends_with('f')) {
-    text.remove_suffix(1);
-    const auto frames = text.empty() ? std::nullopt : parseNumber<std::int64_t>(text);
-    return frames ? std::optional<Extent>(Frames{*frames}) : std::nullopt;
-  }
-  double total = 0;
-  for (int part = 0; part < 3; ++part) {
-    const std::size_t colon = text.find(':');
-    const bool isLast = colon == std::string_view::npos;
-    const std::string_view field = text.substr(0, colon);
-    const bool isWhole = field.find('.') == std::string_view::npos;
-    const auto value = field.empty() || !(isLast || isWhole) ? std::nullopt : parseSeconds(field);
-    if (!value || (part > 0 && *value >= 60))
-      return std::nullopt;
-    total = total * 60 + *value;
-    if (isLast)
-      return Seconds{total};
-    text.remove_prefix(colon + 1);
-  }
-  return std::nullopt;
-}
 
 std::optional<FrameRange> parseRange(std::string_view text) {
   const std::size_t colon = text.find(':');
@@ -389,11 +354,14 @@ std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::
   CLI::App app("Measures fifteen quality indicators of videos and says what is wrong, from when to "
                "when.",
                "lumagauge-qc");
-  app.footer("Exit status:\n"
-             "  0  measured, and no rule of severity fail is broken\n"
-             "  1  measured, and a rule of severity fail is broken\n"
-             "  2  not measured, or wrong usage; of several inputs the worst\n"
-             "  130, 143  interrupted by Ctrl-C or SIGTERM; what was measured so far is judged");
+  app.footer(fmt::format(
+      "Durations T: {}; a number without a unit is seconds.\n\n"
+      "Exit status:\n"
+      "  0  measured, and no rule of severity fail is broken\n"
+      "  1  measured, and a rule of severity fail is broken\n"
+      "  2  not measured, or wrong usage; of several inputs the worst\n"
+      "  130, 143  interrupted by Ctrl-C or SIGTERM; what was measured so far is judged",
+      DURATION_FORMS));
   app.formatter(std::make_shared<HelpFormatter>());
   app.get_formatter()->column_width(WIDEST_OPTION + 2);
   app.set_version_flag("--version", "lumagauge-qc " LUMAGAUGE_VERSION);

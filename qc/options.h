@@ -56,9 +56,6 @@ constexpr int USAGE_ERROR = 2;
 std::variant<Options, int> parseOptions(int argc, const char *const *argv, std::ostream &out,
                                         std::ostream &err);
 
-/// "12.5" seconds, "1:02:03.5", "10m", "1.5h" or "250f" frames; empty where the text is none of
-/// these.
-std::optional<Extent> parseExtent(std::string_view text);
 /// "100:200" frames 100 to 199, "100:" or ":200"; empty where the text names no frames so.
 std::optional<FrameRange> parseRange(std::string_view text);
 /// Names of indicators between commas, "all", or a number as a mask; empty where it is none.

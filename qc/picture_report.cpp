@@ -99,7 +99,7 @@ void PictureReport::finish(const InputInfo &info, const std::string &document,
                        .deadline = Clock::now() + share + TIME_IN_ANY_CASE,
                        .threads = usableCpus()};
     pictures = fetchPictures(order, frames);
-    if (isReadingCancelled() && pictures.without > 0)
+    if (isReadingCancelled() && !pictures.reason.empty())
       pictures.reason = "The run was interrupted before pictures were taken.";
   }
   page.finish(document, json, &pictures);

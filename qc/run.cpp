@@ -129,7 +129,7 @@ BatchRow measureOpen(const Run &run, const std::string &input, const ResultPaths
   if (report && !isAnotherMachines)
     report->finish(info, resultText(info, identity, run.settings, run.profile, end, judgement, csv),
                    files ? paths.json.filename().string() : "");
-  printReport(std::cout, info, end, judgement, options.quiet);
+  printReport(std::cout, info, end, judgement, options.quiet, part != nullptr);
   return batchRow(input, judgement);
 }
 

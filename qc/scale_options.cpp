@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/scale_options.h"
 
+#include "qc/durations.h"
 #include "qc/modes.h"
 
 #include <CLI/CLI.hpp>
@@ -39,9 +40,9 @@ void addScaleOptions(CLI::App &app, Options &options) {
          [&](const std::string &text) {
            options.longest = parseExtent(text);
            if (!options.longest || isNothing(*options.longest))
-             refuse(fmt::format("--split {}: expected a length: 10m, 1:02:03.5, 90.5 seconds "
-                                "or 15000f for frames",
-                                text));
+             refuse(
+                 fmt::format("--split {}: expected a duration above 0, as {}, or frames, as 15000f",
+                             text, DURATION_FORMS));
            options.probe = true;
          },
          "Divide longer inputs into parts of about that length, 10m, for several machines; opens "

@@ -3,6 +3,7 @@
 // Raw frames of any layout: the first line of the input is one as the command line has it, the rest
 // is the file.
 #include "input.h"
+#include "qc/durations.h"
 #include "qc/options.h"
 
 #include <algorithm>

@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
 #include <map>
 #include <set>
 #include <unordered_set>
@@ -162,12 +161,19 @@ bool Collector::readResult(const std::string &name, const Stamp &stamp) {
         return true;
       }
     }
-    library.putResult(idOf(name), name, planned.placeOf(name), stamp, document);
-    if (withFrames)
-      library.putFrames(paths.csv);
-  } catch (const Json::exception &error) {
-    put(name, "incomplete", std::string("NAME.json cannot be understood: ") + error.what(), stamp);
+  } catch (const Json::exception &) {
+    put(name, "incomplete", "NAME.json does not say which NAME.csv it belongs to; measure it again",
+        stamp);
+    return true;
   }
+  try {
+    library.putResult(idOf(name), name, planned.placeOf(name), stamp, document);
+  } catch (const InputError &error) {
+    put(name, "incomplete", std::string(error.what()) + "; measure it again", stamp);
+    return true;
+  }
+  if (withFrames)
+    library.putFrames(paths.csv);
   return true;
 }
 
@@ -197,18 +203,13 @@ void Collector::takeFailure(const std::string &name) {
   if (old != known.end() && old->second.state == "failed" && old->second.stamp == stamp)
     return updatePlace(name, old->second);
   ++collection.read;
-  std::ifstream file(path, std::ios::binary);
-  const Json document = Json::parse(file, nullptr, false);
+  // What it says may be lost, but not that measuring failed.
+  const Failure failure = readFailure(path).value_or(
+      Failure{"it could not be measured; NAME.failure cannot be read", ""});
   Place place = planned.placeOf(name);
-  std::string reason = "it could not be measured; NAME.failure cannot be read";
-  try {
-    reason = document.at("reason");
-    if (place.path.empty())
-      place.path = document.at("input").at("path");
-  } catch (const Json::exception &) {
-    // What it says of the input is then unknown, but not that it failed.
-  }
-  library.putUnmeasured(idOf(name), name, place, "failed", reason, stamp);
+  if (place.path.empty())
+    place.path = failure.inputPath;
+  library.putUnmeasured(idOf(name), name, place, "failed", failure.reason, stamp);
 }
 
 void Collector::takeMissing(const std::string &name) {
@@ -227,10 +228,11 @@ Collection Collector::collect(std::map<std::string, Found> found, const Profile 
   std::set<std::string> all;
   for (const auto &[name, files] : found)
     all.insert(name);
-  if (const auto parts = joinResults(folder, all, planned.parts, profile, profileIsChosen);
-      !parts.empty()) {
+  const JoinedResults joined = joinResults(folder, all, planned.parts, profile, profileIsChosen);
+  collection.joined = joined.joined;
+  if (!joined.parts.empty()) {
     found = resultsIn(folder);
-    std::erase_if(found, [&](const auto &entry) { return parts.contains(entry.first); });
+    std::erase_if(found, [&](const auto &entry) { return joined.parts.contains(entry.first); });
   }
   std::unordered_set<std::string> present;
   std::size_t unplanned = 0;

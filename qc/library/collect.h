@@ -17,6 +17,7 @@ struct Collection {
   std::size_t read = 0;       ///< results that were not yet in library.sqlite, or changed since
   std::size_t removed = 0;    ///< that are no longer there
   std::size_t missing = 0;    ///< inputs of the plan without any result
+  std::size_t joined = 0;     ///< inputs whose parts made a whole in this run
   bool hasReports = false;    ///< some results have pages that show them
   std::vector<int> openParts; ///< of the plan, in which an input has no complete result
 };

@@ -2,13 +2,11 @@
 #include "qc/library/join_results.h"
 
 #include "qc/report/join.h"
-#include "qc/report/json_text.h"
 #include "qc/report/result_files.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -44,16 +42,17 @@ bool isUpToDate(const ResultPaths &whole, const Parts &parts) {
 std::string failuresOf(const Parts &parts) {
   std::string all;
   for (const ResultPaths &part : parts) {
-    std::ifstream file(part.failure, std::ios::binary);
-    const Json document = Json::parse(file, nullptr, false);
     std::error_code error;
-    if (!fs::exists(part.json, error) && document.is_object() && document.contains("reason"))
-      all += "; " + part.failure.filename().string() + ": " + document.value("reason", "");
+    if (fs::exists(part.json, error))
+      continue;
+    if (const std::optional<Failure> failure = readFailure(part.failure))
+      all += "; " + part.failure.filename().string() + ": " + failure->reason;
   }
   return all;
 }
 
-void joinOne(const ResultPaths &whole, const Parts &parts, const Joining &joining) {
+/// Whether there is a whole now.
+bool joinOne(const ResultPaths &whole, const Parts &parts, const Joining &joining) {
   std::string input;
   try {
     std::vector<PartFile> files;
@@ -69,16 +68,18 @@ void joinOne(const ResultPaths &whole, const Parts &parts, const Joining &joinin
     input = files.front().info.path;
     std::ostringstream unheard;
     joinParts(std::move(files), joining, unheard);
+    return true;
   } catch (const InputError &error) {
     writeFailure(whole, input, error.what() + failuresOf(parts), LUMAGAUGE_VERSION);
+    return false;
   }
 }
 
 } // namespace
 
-std::set<std::string> joinResults(const fs::path &folder, const std::set<std::string> &names,
-                                  const std::set<std::string> &planned, const Profile &profile,
-                                  bool profileIsChosen) {
+JoinedResults joinResults(const fs::path &folder, const std::set<std::string> &names,
+                          const std::set<std::string> &planned, const Profile &profile,
+                          bool profileIsChosen) {
   std::map<std::string, std::vector<std::string>> alike; // by the name of the whole
   std::set<std::string> wholes;
   for (const std::string &name : names)
@@ -89,19 +90,19 @@ std::set<std::string> joinResults(const fs::path &folder, const std::set<std::st
     }
   const Joining joining{
       .folder = folder, .profile = profile, .profileIsChosen = profileIsChosen, .quiet = true};
-  std::set<std::string> taken;
+  JoinedResults results;
   for (const std::string &whole : wholes) {
     Parts parts;
     for (const std::string &name : alike[whole])
       if (const ResultPaths part(folder, name);
           planned.contains(name) || isPart(part.json) || !fs::exists(part.json)) {
         parts.push_back(part);
-        taken.insert(name);
+        results.parts.insert(name);
       }
     if (const ResultPaths paths(folder, whole); !isUpToDate(paths, parts))
-      joinOne(paths, parts, joining);
+      results.joined += joinOne(paths, parts, joining) ? 1 : 0;
   }
-  return taken;
+  return results;
 }
 
 } // namespace lumagauge::qc

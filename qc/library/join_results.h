@@ -11,14 +11,18 @@
 
 namespace lumagauge::qc {
 
+struct JoinedResults {
+  std::set<std::string> parts; ///< the names that are of parts
+  std::size_t joined = 0;      ///< whole results that were made, and not there already
+};
+
 /// Makes the results of whole inputs of those of their parts, all in one folder: NAME.A-B.json and
 /// the like become NAME.json, unless that is newer than all of them. `names` are those of the
 /// folder's results and failures, `planned` those of a plan's parts of inputs. Where parts do not
-/// make a whole NAME.failure says why. Returns the names that are of parts. Throws OutputError.
-std::set<std::string> joinResults(const std::filesystem::path &folder,
-                                  const std::set<std::string> &names,
-                                  const std::set<std::string> &planned, const Profile &profile,
-                                  bool profileIsChosen);
+/// make a whole NAME.failure says why. Throws OutputError.
+JoinedResults joinResults(const std::filesystem::path &folder, const std::set<std::string> &names,
+                          const std::set<std::string> &planned, const Profile &profile,
+                          bool profileIsChosen);
 
 } // namespace lumagauge::qc
 

@@ -2,6 +2,7 @@
 #include "qc/library/library.h"
 
 #include "qc/report/csv.h"
+#include "qc/source/source.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -34,10 +35,6 @@ std::optional<double> realOf(const Json &value) {
   return value.is_null() ? std::nullopt : std::optional(numberOf(value));
 }
 
-std::optional<std::string> textOf(const Json &value) {
-  return value.is_null() ? std::nullopt : std::optional(value.get<std::string>());
-}
-
 double secondsOf(const std::string &text) {
   double seconds = 0; // stays where the text is no number
   std::from_chars(text.data(), text.data() + text.size(), seconds);
@@ -45,7 +42,18 @@ double secondsOf(const std::string &text) {
 }
 
 std::int64_t countOf(const Json &value) {
+  if (!value.is_number_integer())
+    throw InputError("a count is no whole number");
   return value.get<std::int64_t>();
+}
+
+/// The table takes no others, and one result must not keep the rest from being collected.
+std::string verdictIn(const Json &document) {
+  const std::string verdict = document.at("verdict");
+  for (const Verdict known : {Verdict::pass, Verdict::warn, Verdict::fail, Verdict::unmeasured})
+    if (verdict == verdictName(known))
+      return verdict;
+  throw InputError("its verdict is none");
 }
 
 } // namespace
@@ -121,10 +129,13 @@ void Library::putResult(std::optional<std::int64_t> id, const std::string &name,
     putInput(id, name, place, stamp, document);
     putSummaries(document.at("summary"));
     putLists(document);
-  } catch (const Json::exception &) {
+  } catch (const std::exception &error) {
+    if (dynamic_cast<const Json::exception *>(&error) == nullptr &&
+        dynamic_cast<const InputError *>(&error) == nullptr)
+      throw;
     if (inputId != 0)
       remove(inputId);
-    throw;
+    throw InputError("NAME.json lacks members of a result, or has others in their place");
   }
 }
 
@@ -138,9 +149,9 @@ void Library::putInput(std::optional<std::int64_t> id, const std::string &name, 
   };
   const std::string given = in.at("path");
   (*input)(id, escapedText(name), escapedText(place.path.empty() ? given : place.path),
-           textOf(in.at("absolute_path")), place.part, std::string("measured"),
-           document.at("verdict").get<std::string>(), countOf(document.at("exit_status")),
-           textOf(document.at("reason")), document.at("interrupted").get<bool>(),
+           optionalOf<std::string>(in.at("absolute_path")), place.part, std::string("measured"),
+           verdictIn(document), countOf(document.at("exit_status")),
+           optionalOf<std::string>(document.at("reason")), document.at("interrupted").get<bool>(),
            countOf(measured.at("frames")), realOf(measured.at("duration")),
            static_cast<double>(stamp.modified) / 1e9,
            static_cast<std::int64_t>(profile.at("rules").size()),

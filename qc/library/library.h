@@ -46,8 +46,8 @@ public:
 
   std::unordered_map<std::string, KnownInput> known(); ///< by name
 
-  /// A complete result, `document` without its frames. Throws Json::exception where a member is
-  /// missing or of another type; the input is then no longer there. The path is that of `place`, or
+  /// A complete result, `document` without its frames. Throws InputError where a member is missing
+  /// or is what no result has; the input is then no longer there. The path is that of `place`, or
   /// where that is empty the one that the result says was given. `id` is that of the input where it
   /// is known.
   void putResult(std::optional<std::int64_t> id, const std::string &name, const Place &place,

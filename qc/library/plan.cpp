@@ -14,13 +14,16 @@
 #include <fstream>
 #include <numeric>
 #include <queue>
+#include <type_traits>
 #include <unordered_set>
+#include <utility>
 
 namespace lumagauge::qc {
 
 namespace {
 
 constexpr std::string_view FORMAT = "lumagauge-plan/1";
+constexpr std::uint64_t LAST_FRAME = std::uint64_t{1} << 40; ///< as of --range
 /// What opening an input and writing its results costs, some 10 ms, as frames and as bytes of
 /// common video: a thousand short files cost more than a long one of their size.
 constexpr double SAMPLES_A_FILE = 8.0 * 1920 * 1080, BYTES_A_FILE = 256 << 10;
@@ -72,11 +75,32 @@ void refuseOtherMembers(const Json &json, std::initializer_list<std::string_view
       throw InputError("this version knows no \"" + name + '"');
 }
 
+const Json &memberOf(const Json &json, const char *name) {
+  const auto found = json.find(name);
+  if (found == json.end())
+    throw InputError(fmt::format("\"{}\" is missing", name));
+  return *found;
+}
+
 template <class Number> Number positive(const Json &json, const char *name) {
-  const Json &value = json.at(name);
-  if (!value.is_number() || value < 0)
-    throw InputError(fmt::format("\"{}\" is no number from 0 on", name));
+  const Json &value = memberOf(json, name);
+  bool isOne = value.is_number() && value >= 0;
+  if constexpr (std::is_integral_v<Number>)
+    isOne = value.is_number_unsigned() && std::in_range<Number>(value.get<std::uint64_t>());
+  if (!isOne)
+    throw InputError(fmt::format("\"{}\" is {}, expected a {}number from 0 on", name,
+                                 jsonText(value), std::is_integral_v<Number> ? "whole " : ""));
   return value.get<Number>();
+}
+
+/// Of a name or a path, neither of which can hold a zero byte.
+std::string bytesOf(const Json &json, const char *name) {
+  const Json &value = memberOf(json, name);
+  const std::string bytes = value.is_string() ? unescapedText(value.get<std::string>()) : "";
+  if (bytes.empty() || bytes.find('\0') != std::string::npos)
+    throw InputError(
+        fmt::format("\"{}\" is {}, expected a text without zero bytes", name, jsonText(value)));
+  return bytes;
 }
 
 template <class Number> std::optional<Number> optionally(const Json &json, const char *name) {
@@ -84,8 +108,11 @@ template <class Number> std::optional<Number> optionally(const Json &json, const
 }
 
 FrameRange rangeOf(const Json &json) {
-  const bool isRange = json.is_array() && json.size() == 2 && json[0].is_number_unsigned() &&
-                       (json[1].is_null() || (json[1].is_number_unsigned() && json[1] > json[0]));
+  const auto isFrame = [](const Json &value) {
+    return value.is_number_unsigned() && value.get<std::uint64_t>() <= LAST_FRAME;
+  };
+  const bool isRange = json.is_array() && json.size() == 2 && isFrame(json[0]) &&
+                       (json[1].is_null() || (isFrame(json[1]) && json[1] > json[0]));
   if (!isRange)
     throw InputError("\"range\" is no [A, B] of frame numbers, A below B, or [A, null]");
   return {json[0], json[1].is_null() ? std::nullopt : std::optional<std::int64_t>(json[1])};
@@ -95,12 +122,12 @@ PlanEntry entryOf(const Json &json) {
   refuseOtherMembers(json, {"part", "name", "path", "bytes", "range", "width", "height", "rate",
                             "duration", "frames"});
   PlanEntry entry{.part = positive<int>(json, "part"),
-                  .name = unescapedText(json.at("name").get<std::string>()),
-                  .path = unescapedText(json.at("path").get<std::string>()),
+                  .name = bytesOf(json, "name"),
+                  .path = bytesOf(json, "path"),
                   .bytes = optionally<std::int64_t>(json, "bytes")};
   // The files of a result go into one folder, whatever a plan says.
-  if (entry.name.empty() || entry.name.find('/') != std::string::npos)
-    throw InputError("\"name\" is no name of a file");
+  if (entry.name.find('/') != std::string::npos)
+    throw InputError("\"name\" is no name of a file: it holds a slash");
   if (json.contains("range"))
     entry.range = rangeOf(json.at("range"));
   if (entry.range && !entry.name.ends_with(partName("", *entry.range)))
@@ -121,6 +148,9 @@ struct Reading {
   std::unordered_set<std::string> names;
 
   void add(const Json &json, const std::function<void(PlanEntry)> &use) {
+    if (!json.is_object())
+      throw InputError("it is none of a plan: expected a JSON object, as {\"part\":1,\"name\":"
+                       "\"a.mp4-7f3b5c1d9e8a2460\",\"path\":\"/archive/a.mp4\"}");
     if (!json.contains("plan")) {
       PlanEntry entry = entryOf(json);
       ++entries;
@@ -138,7 +168,7 @@ struct Reading {
       throw InputError("this version reads plans of format " + std::string(FORMAT));
     plan.parts = positive<int>(json, "parts");
     inputs = positive<std::size_t>(json, "inputs");
-    plan.isProbed = json.at("cost") == "duration";
+    plan.isProbed = memberOf(json, "cost") == "duration";
   }
 
   void checkWhole() const {
@@ -213,15 +243,13 @@ Plan readPlan(const std::filesystem::path &path, const std::function<void(PlanEn
     for (std::string line; std::getline(file, line);) {
       ++number;
       if (line.find_first_not_of(" \t\r") != std::string::npos)
-        reading.add(Json::parse(line), use);
+        reading.add(parsedJson(line), use);
     }
     if (file.bad())
       throw InputError("reading failed");
-  } catch (const Json::exception &error) {
-    throw InputError(
-        fmt::format("{}: line {} is none of a plan: {}", path.string(), number, error.what()));
   } catch (const InputError &error) {
-    throw InputError(fmt::format("{}: line {}: {}", path.string(), number, error.what()));
+    throw InputError(fmt::format("{}: line {}: {}; mend it, or write the plan anew with --plan",
+                                 path.string(), number, error.what()));
   }
   try {
     reading.checkWhole();

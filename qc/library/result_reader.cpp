@@ -41,19 +41,11 @@ std::string aroundFrames(std::ifstream &file, std::streamoff size) {
   return "";
 }
 
-Json parsed(const std::string &text) {
-  return Json::parse(text, nullptr, false);
-}
-
 /// The document as a whole, member by member, so that the frames never are in memory together.
 Json slowly(std::ifstream &file) {
-  const auto keep = [](int depth, Json::parse_event_t event, const Json &value) {
-    return depth != 1 || event != Json::parse_event_t::key ||
-           (value != "frames" && value != "shots");
-  };
   file.clear();
   file.seekg(0);
-  return Json::parse(file, keep, false);
+  return parsedWithout(file, {"frames", "shots"});
 }
 
 } // namespace
@@ -69,11 +61,11 @@ Json ResultReader::parse(const std::string &text) {
     else if (!(line.starts_with(SHOTS) && line.ends_with("],\n")))
       rest += line;
   }
-  Json document = parsed(rest);
+  Json document = parsedJson(rest);
   if (!document.is_object() || newProfile.empty())
     return document;
   if (newProfile != profileText) {
-    profile = parsed(newProfile);
+    profile = parsedJson(newProfile);
     profileText = std::move(newProfile);
   }
   document["profile"] = profile;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/live/live_cli.h"
+#include "qc/durations.h"
 #include "qc/modes.h"
 
 #include <fmt/format.h>
@@ -11,22 +12,25 @@ namespace {
 constexpr double MAX_WINDOW = 86400; ///< seconds; its values are kept
 
 void setTimeout(Options &options, const std::string &text) {
-  options.source.timeout = parseSpan(text);
-  if (!options.source.timeout)
-    refuse(fmt::format("--timeout {}: expected seconds (2.5) or 10s, 1m, 1h", text));
+  options.source.timeout = parseDuration(text);
+  if (options.source.timeout.value_or(0) <= 0)
+    refuse(fmt::format("--timeout {}: expected a duration above 0, as {}", text, DURATION_FORMS));
 }
 
 void setWindow(Options &options, const std::string &text) {
-  const std::optional<double> window = parseSpan(text);
-  if (!window || *window > MAX_WINDOW)
-    refuse(fmt::format("--window {}: expected seconds (90) or 30s, 1m, 1h, at most 1d", text));
-  options.live.window = *window;
+  const double window = parseDuration(text).value_or(0);
+  if (window <= 0 || window > MAX_WINDOW)
+    refuse(fmt::format("--window {}: expected a duration above 0 and of 1d at most, as {}", text,
+                       DURATION_FORMS));
+  options.live.window = window;
 }
 
 void setRotation(Options &options, const std::string &text) {
   const std::optional<Rotation> rotation = parseRotation(text);
   if (!rotation)
-    refuse(fmt::format("--rotate {}: expected a time (30m, 1h, 1d) or a size (500MB, 2GB)", text));
+    refuse(fmt::format("--rotate {}: expected a duration above 0, as {}, or a size, as 500MB or "
+                       "2GB",
+                       text, DURATION_FORMS));
   options.live.rotation = *rotation;
 }
 
@@ -44,7 +48,7 @@ void addLiveOptions(CLI::App &app, Options &options) {
       ->needs(live);
   app.add_option_function<std::string>(
          "--window", [&options](Text text) { setWindow(options, text); },
-         "Judge and summarise each so much: 30s, 1m, 1h")
+         "Judge and summarise each so much")
       ->type_name("T")
       ->default_str("1m")
       ->needs(live);
@@ -57,7 +61,7 @@ void addLiveOptions(CLI::App &app, Options &options) {
       ->needs(live);
   app.add_option_function<std::string>(
          "--rotate", [&options](Text text) { setRotation(options, text); },
-         "Begin new files in DIR after so much: 1h, 1d, 500MB")
+         "Begin new files in DIR after a duration, or a size as 500MB")
       ->type_name("T|SIZE")
       ->default_str("1h")
       ->needs(live)
@@ -65,7 +69,7 @@ void addLiveOptions(CLI::App &app, Options &options) {
   app.add_option_function<std::string>(
          "--timeout", [&options](Text text) { setTimeout(options, text); },
          "Give an input up, or with --reconnect take its signal for lost, when nothing arrives for "
-         "so long: 10, 1m [waits for ever]")
+         "so long [waits for ever]")
       ->type_name("T");
 }
 

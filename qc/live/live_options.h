@@ -26,9 +26,8 @@ struct LiveOptions {
   Rotation rotation{.seconds = 3600};
 };
 
-/// Seconds from "90", "90s", "1.5m", "1h" or "1d"; empty where the text is none of these or 0.
-std::optional<double> parseSpan(std::string_view text);
-/// A span or a size, "500MB" (kB, MB, GB: powers of 1000); empty where the text is neither.
+/// A duration or a size, "500MB" (kB, MB, GB: powers of 1000), above 0; empty where the text is
+/// neither.
 std::optional<Rotation> parseRotation(std::string_view text);
 
 } // namespace lumagauge::qc

@@ -257,7 +257,7 @@ void LiveRun::pauseSince(Clock::time_point opened) {
 void LiveRun::tick() {
   const std::optional<double> &timeout = run.options.source.timeout;
   if (timeout && run.options.live.reconnect && !isLost && waitClock.seconds() >= *timeout)
-    lose(fmt::format("nothing arrived for {} s", *timeout));
+    lose(fmt::format("nothing arrived for {} s (--timeout)", *timeout));
   metrics.update(judge.totals(), judge.profile(), isLost ? secondsSince(lastFrame) : 0);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/pictures/picture_fetcher.h"
 
+#include "qc/pictures/coarse_to_fine.h"
 #include "qc/pictures/event_frames.h"
 #include "qc/pictures/thumbnail.h"
 #include "qc/source/raw_source.h"
@@ -151,88 +152,107 @@ std::unique_ptr<FrameGiver> makeGiver(const PictureOrder &order, const FrameInde
   return std::make_unique<SeekingGiver>(order, index);
 }
 
-/// What one thread does: its share of each phase. `next` are the phases' next pieces of work.
+/// What is to be done, the most telling first. A few pictures over the whole film, then the events'
+/// and more key frames in turns, then what the strip lacks: stretches of it, as decoding goes on
+/// from frame to frame.
+struct Plan {
+  enum class Kind { keyFrame, event, stretch };
+  struct Task {
+    Kind kind;
+    std::size_t number; ///< of the strip's places, of the wishes, of the stretches
+  };
+  static constexpr std::size_t FEW = 16, KEY_FRAMES_PER_EVENT = 4, STRETCH = 10;
+
+  explicit Plan(const PictureOrder &order, const FrameIndex &index) : places(stripFrames(index)) {
+    std::vector<std::size_t> withKey; // of several in one group of pictures the first one
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const auto intra = index.intraUpTo(places[i]);
+      if (i == 0 || !intra || intra != index.intraUpTo(places[i - 1]))
+        withKey.push_back(i);
+    }
+    const std::vector<std::size_t> spread = coarseToFine(withKey.size());
+    const std::size_t events = std::min(order.wishes.size(), MOST_PICTURED_EVENTS);
+    std::size_t key = 0, event = 0;
+    const auto addKeyFrames = [&](std::size_t count) {
+      for (const std::size_t end = std::min(key + count, spread.size()); key < end; ++key)
+        tasks.push_back({Kind::keyFrame, withKey[spread[key]]});
+    };
+    for (addKeyFrames(FEW); event < events; addKeyFrames(KEY_FRAMES_PER_EVENT))
+      tasks.push_back({Kind::event, event++});
+    addKeyFrames(spread.size());
+    for (const std::size_t stretch : coarseToFine((places.size() + STRETCH - 1) / STRETCH))
+      tasks.push_back({Kind::stretch, stretch});
+  }
+
+  const std::vector<std::int64_t> places; ///< frames that the strip is to show
+  std::vector<Task> tasks;
+  std::atomic<std::size_t> next = 0; ///< task that no thread has begun
+};
+
+/// What one thread does: its share of the plan.
 struct Worker {
   Finds &finds;
-  std::array<std::atomic<std::size_t>, 3> &next;
+  Plan &plan;
   FrameGiver &giver;
-  Scaler scaler;
+  Scaler scaler = {};
+  const FrameGiver::Use forStrip = [this](const AVFrame &frame, std::int64_t number) {
+    finds.keepForStrip(frame, number, scaler);
+  };
+  const FrameGiver::Use forEvents = [this](const AVFrame &frame, std::int64_t number) {
+    finds.keepForEvents(frame, number, scaler);
+  };
 
   void work() {
-    stripOfKeyFrames();
-    events();
-    restOfStrip();
+    for (std::size_t i = plan.next++; i < plan.tasks.size() && isTime(); i = plan.next++) {
+      const auto [kind, number] = plan.tasks[i];
+      if (kind == Plan::Kind::keyFrame)
+        giver.giveNear(plan.places[number], forStrip, finds.order.deadline);
+      else if (kind == Plan::Kind::event)
+        showEvent(finds.order.wishes[number]);
+      else
+        fillStretch(number * Plan::STRETCH);
+    }
   }
 
   bool isTime() const { return !isPast(finds.order.deadline); }
 
-  void stripOfKeyFrames() {
-    const std::vector<std::int64_t> wanted = stripFrames(finds.index);
-    for (std::size_t i = next[0]++; i < wanted.size() && isTime(); i = next[0]++) {
-      // Of several in one group of pictures the first one.
-      const auto intra = finds.index.intraUpTo(wanted[i]);
-      const bool isRepeated = i > 0 && intra && *intra == finds.index.intraUpTo(wanted[i - 1]);
-      if (!isRepeated)
-        giver.giveNear(
-            wanted[i],
-            [&](const AVFrame &frame, std::int64_t number) {
-              finds.keepForStrip(frame, number, scaler);
-            },
-            finds.order.deadline);
+  void showEvent(const PictureWish &wish) {
+    if (!finds.hasRoom())
+      return;
+    for (const std::int64_t wanted : framesOf(wish, finds.index)) {
+      const bool found =
+          finds.hasForEvents(wanted) || giver.give(wanted, forEvents, finds.order.deadline);
+      if (!found && isTime())
+        finds.miss("The frames of some events were not found again in the file.");
     }
   }
 
-  void events() {
-    const auto &wishes = finds.order.wishes;
-    const std::size_t count = std::min(wishes.size(), MOST_PICTURED_EVENTS);
-    for (std::size_t i = next[1]++; i < count && isTime() && finds.hasRoom(); i = next[1]++)
-      for (const std::int64_t wanted : framesOf(wishes[i], finds.index)) {
-        const bool found =
-            finds.hasForEvents(wanted) || giver.give(
-                                              wanted,
-                                              [&](const AVFrame &frame, std::int64_t number) {
-                                                finds.keepForEvents(frame, number, scaler);
-                                              },
-                                              finds.order.deadline);
-        if (!found && isTime())
-          finds.miss("The frames of some events were not found again in the file.");
-      }
-  }
-
-  /// Where the strip has no picture yet: stretches of it, as decoding goes on from frame to frame.
-  void restOfStrip() {
-    constexpr std::size_t STRETCH = 10;
-    const std::vector<std::int64_t> wanted = stripFrames(finds.index);
-    for (std::size_t begin = STRETCH * next[2]++; begin < wanted.size() && isTime();
-         begin = STRETCH * next[2]++)
-      for (std::size_t i = begin; i < std::min(begin + STRETCH, wanted.size()) && isTime(); ++i) {
-        const auto intra = finds.index.intraUpTo(wanted[i]);
-        if (finds.hasForStrip(wanted[i]) || (intra && isShownBy(*intra, wanted, i)))
-          continue;
-        const bool found = giver.give(
-            wanted[i],
-            [&](const AVFrame &frame, std::int64_t number) {
-              finds.keepForStrip(frame, number, scaler);
-            },
-            finds.order.deadline);
-        if (!found && isTime())
-          ++finds.stripMisses;
-      }
+  /// The strip's places from `begin` on that have no picture yet.
+  void fillStretch(std::size_t begin) {
+    const std::size_t end = std::min(begin + Plan::STRETCH, plan.places.size());
+    for (std::size_t i = begin; i < end && isTime(); ++i) {
+      const std::int64_t wanted = plan.places[i];
+      const auto intra = finds.index.intraUpTo(wanted);
+      if (finds.hasForStrip(wanted) || (intra && isShownBy(*intra, i)))
+        continue;
+      if (!giver.give(wanted, forStrip, finds.order.deadline) && isTime())
+        ++finds.stripMisses;
+    }
   }
 
   /// The first of the wanted frames behind a key frame that is in the strip.
-  bool isShownBy(std::int64_t intra, const std::vector<std::int64_t> &wanted, std::size_t i) {
-    return finds.hasForStrip(intra) && (i == 0 || wanted[i - 1] < intra);
+  bool isShownBy(std::int64_t intra, std::size_t i) {
+    return finds.hasForStrip(intra) && (i == 0 || plan.places[i - 1] < intra);
   }
 };
 
 void workOnThreads(Finds &finds) {
-  std::array<std::atomic<std::size_t>, 3> next{};
+  Plan plan(finds.order, finds.index);
   const int count = std::min(finds.order.threads, MOST_THREADS);
   const auto run = [&] {
     try {
       const std::unique_ptr<FrameGiver> giver = makeGiver(finds.order, finds.index);
-      Worker{finds, next, *giver, {}}.work();
+      Worker{finds, plan, *giver}.work();
     } catch (const InputError &error) {
       finds.miss(std::string("The file gave no pictures: ") + error.what() + ".");
     } catch (const std::bad_alloc &) {
@@ -294,7 +314,7 @@ ReportPictures gathered(Finds &finds) {
       pictures.events.push_back(std::move(event));
   }
   pictures.without = finds.order.wishes.size() - pictures.events.size();
-  if (pictures.without > 0)
+  if (pictures.without > 0 || pictures.strip.empty())
     pictures.reason = finds.missed                   ? finds.reason
                       : isPast(finds.order.deadline) ? "The time that pictures may take was over."
                                                      : "Only the worst events have pictures.";

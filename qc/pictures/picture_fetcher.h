@@ -19,9 +19,9 @@ struct PictureOrder {
   int threads = 1;                 ///< at most; there are four at most, as each has a decoder
 };
 
-/// A filmstrip of key frames, the frames of the events, more frames for the strip: in this order as
-/// far as time allows, on a few threads. What goes wrong with the file is a `reason` for pictures
-/// that are missing and no more.
+/// A filmstrip over the whole film, coarse at first, and the frames of the events: as far as time
+/// allows, on a few threads. What goes wrong with the file is a `reason` for pictures that are
+/// missing and no more.
 ReportPictures fetchPictures(const PictureOrder &order, const FrameIndex &index);
 
 } // namespace lumagauge::qc

@@ -4,6 +4,8 @@
 #include "qc/judge/events.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace lumagauge::qc {
 
@@ -32,6 +34,9 @@ void PictureKeeper::see(const AVFrame &picture, std::int64_t frame, double time)
   } catch (const InputError &error) {
     failure = error.what();
   }
+  const bool isDamaged = std::exchange(damageNoted, false);
+  if (kept)
+    damage.add(frame, kept, isDamaged, picture.pict_type == AV_PICTURE_TYPE_I);
   const std::lock_guard lock(mutex);
   if (!kept) {
     problem = failure;
@@ -62,7 +67,7 @@ void PictureKeeper::keepForStrip(const Kept &kept, std::int64_t frame) {
   spacing *= 2;
 }
 
-std::pair<std::int64_t, PictureKeeper::KeptPointer> PictureKeeper::find(std::int64_t frame) {
+std::pair<std::int64_t, KeptPointer> PictureKeeper::find(std::int64_t frame) {
   const auto found = recent.find(frame);
   return {frame, found == recent.end() ? nullptr : found->second};
 }
@@ -128,31 +133,41 @@ void PictureKeeper::close(Stretch stretch) {
   list.push_back({std::move(stretch.event), std::move(pictures)});
 }
 
+/// Without a value that made the event nothing but damage has.
+EventPictures PictureKeeper::picturesOf(const PictureWish &wish) {
+  std::vector<Shown> &list = shown[wish.kind];
+  const auto found = std::find_if(list.begin(), list.end(), [&](const Shown &candidate) {
+    return candidate.event.startFrame == wish.startFrame;
+  });
+  if (found != list.end())
+    return std::move(found->pictures);
+  return wish.worstFrame ? EventPictures{} : damage.near(wish);
+}
+
 ReportPictures PictureKeeper::finish(const std::vector<PictureWish> &wishes) {
   for (auto &[kind, stretch] : stretches)
     close(std::move(stretch));
+  damage.finish();
   ReportPictures pictures;
   pictures.note = note;
   pictures.aspect = aspect;
   std::size_t bytes = 0;
   for (const PictureWish &wish : wishes) {
-    std::vector<Shown> &list = shown[wish.kind];
-    const auto found = std::find_if(list.begin(), list.end(), [&](const Shown &candidate) {
-      return candidate.event.startFrame == wish.startFrame;
-    });
-    if (found == list.end() || pictures.events.size() == MOST_PICTURED_EVENTS ||
-        bytes > MOST_EVENT_BYTES)
-      continue;
-    EventPictures &event = pictures.events.emplace_back(std::move(found->pictures));
+    if (pictures.events.size() == MOST_PICTURED_EVENTS || bytes > MOST_EVENT_BYTES)
+      break;
+    EventPictures event = picturesOf(wish);
     event.event = wish.event;
-    for (const auto *picture : {&event.before, &event.worst, &event.after})
+    const std::array shownFrames{&event.before, &event.worst, &event.after};
+    for (const std::optional<Thumbnail> *picture : shownFrames)
       bytes += *picture ? (*picture)->jpeg.size() : 0;
+    if (event.before || event.worst || event.after)
+      pictures.events.push_back(std::move(event));
   }
   pictures.without = wishes.size() - pictures.events.size();
-  if (pictures.without > 0)
+  if (pictures.without > 0 || strip.empty())
     pictures.reason = problem.empty()
                           ? "The input could be read once only: pictures are kept of the "
-                            "longest events of each kind that values tell."
+                            "longest events of each kind."
                           : "The pictures could not be had: " + problem + ".";
   std::vector<RgbPicture> small;
   const std::size_t step = (strip.size() + STRIP_PICTURES - 1) / STRIP_PICTURES;

@@ -5,8 +5,7 @@
 #define LUMAGAUGE_QC_PICTURES_PICTURE_KEEPER_H
 
 #include "qc/judge/judge.h"
-#include "qc/pictures/report_pictures.h"
-#include "qc/pictures/thumbnail.h"
+#include "qc/pictures/damage_pictures.h"
 #include "qc/source/source.h"
 
 #include <atomic>
@@ -16,8 +15,8 @@
 namespace lumagauge::qc {
 
 /// Holds small pictures of the frames that the rules have still to look at, some two seconds, and
-/// of what was in them those that events are shown by: of each kind the longest events. The strip
-/// thins itself. All in all some 30 MB, whatever the length of the input.
+/// of what was in them those that events are shown by: of each kind the longest events, and places
+/// with damage. The strip thins itself. All in all some 40 MB, whatever the length of the input.
 class PictureKeeper : public PictureTap {
 public:
   /// `minDurations`: shorter stretches are no events of a kind (seconds).
@@ -28,6 +27,7 @@ public:
   bool isActive() const { return active; }
 
   bool wants(std::int64_t) override { return active; }
+  void noteDamage() override { damageNoted = true; }
   void see(const AVFrame &picture, std::int64_t frame, double time) override;
 
   /// As a Judge::Observer, on another thread.
@@ -37,11 +37,6 @@ public:
   ReportPictures finish(const std::vector<PictureWish> &wishes);
 
 private:
-  struct Kept {
-    RgbPicture picture;
-    double time;
-  };
-  using KeptPointer = std::shared_ptr<const Kept>;
   struct Stretch {
     Event event;
     std::pair<std::int64_t, KeptPointer> before, worst,
@@ -56,6 +51,7 @@ private:
   std::pair<std::int64_t, KeptPointer> find(std::int64_t frame);
   void follow(std::int64_t frame, const Event &event);
   void close(Stretch stretch);
+  EventPictures picturesOf(const PictureWish &wish);
 
   const std::map<std::string, double> minDurations;
   std::atomic<bool> active = false;
@@ -67,7 +63,9 @@ private:
   std::string note, problem;
   double aspect = 0;
 
-  Scaler scaler;                                   ///< of the thread that sees
+  Scaler scaler; ///< of the thread that sees, as are the next two
+  bool damageNoted = false;
+  DamagePictures damage;
   std::map<std::string, Stretch> stretches;        ///< by kind, of the thread that observes
   std::map<std::string, std::vector<Shown>> shown; ///< likewise
 };

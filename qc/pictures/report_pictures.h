@@ -30,7 +30,7 @@ struct PictureWish {
 
 struct EventPictures {
   std::size_t event = 0;                         ///< its place in the judgement's list
-  std::optional<Thumbnail> before, worst, after; ///< the frames ahead of it, in it and behind it
+  std::optional<Thumbnail> before, worst, after; ///< frames ahead of it, in it and behind it
 };
 
 struct ReportPictures {
@@ -39,9 +39,8 @@ struct ReportPictures {
   std::vector<Thumbnail> strip; ///< over the whole duration
   std::vector<EventPictures> events;
   std::size_t without = 0; ///< events that have no picture
-  std::string reason;      ///< why, as a sentence
-  bool exact = true; ///< those of an event are of the frame ahead of it, the worst and the next one
-  std::string sprite; ///< JPEG: some of the strip in tiny, side by side
+  std::string reason;      ///< why, or why there is no strip, as a sentence
+  std::string sprite;      ///< JPEG: some of the strip in tiny, side by side
 };
 
 /// Pictures of a strip, and events that have any.

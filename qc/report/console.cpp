@@ -13,14 +13,24 @@ namespace {
 /// A fault on every other frame of a long video would bury the verdict; the files have all.
 constexpr std::size_t MOST_EVENTS = 100;
 
+/// "frames 100 to 199".
+std::string framesOf(const Judgement &judgement) {
+  return judgement.frames == 0 ? "no frames"
+                               : fmt::format("frames {} to {}", judgement.firstFrame,
+                                             judgement.firstFrame + judgement.frames - 1);
+}
+
 void printInput(std::ostream &stream, const InputInfo &info, const InputEnd &end,
-                const Judgement &judgement) {
+                const Judgement &judgement, bool isPart) {
   fmt::print(stream, "{}\n", printable(info.path));
   fmt::print(stream, "  {}, {}, {}x{} {}, luma {}, range {}\n", printable(info.format),
              printable(info.codec), info.width, info.height, printable(info.pixelFormat),
              info.lumaRule, info.range);
   fmt::print(stream, "  {} frames, {}, {:.6g} frames/s ({})\n", judgement.frames,
              clockTime(judgement.duration), info.rate, info.rateOrigin);
+  if (isPart)
+    fmt::print(stream, "  a part of the video: {}; --join makes the whole of its parts\n",
+               framesOf(judgement));
   for (const auto *warnings : {&info.warnings, &end.warnings})
     for (const std::string &warning : *warnings)
       fmt::print(stream, "  warning: {}\n", printable(warning));
@@ -90,9 +100,9 @@ void printNotJudged(std::ostream &stream, const std::vector<NotJudged> &rules) {
 } // namespace
 
 void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &end,
-                 const Judgement &judgement, bool quiet) {
+                 const Judgement &judgement, bool quiet, bool isPart) {
   if (!quiet) {
-    printInput(stream, info, end, judgement);
+    printInput(stream, info, end, judgement, isPart);
     if (!end.errors.empty())
       fmt::print(stream, "  warning: {} decode error{}, the first at {}: {}\n", end.errors.size(),
                  end.errors.size() == 1 ? "" : "s", clockTime(end.errors.front().time),
@@ -101,7 +111,8 @@ void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &en
     printEvents(stream, judgement);
     printNotJudged(stream, judgement.notJudged);
   }
-  printVerdict(stream, info.path, judgement);
+  printVerdict(stream, isPart ? fmt::format("{} ({})", info.path, framesOf(judgement)) : info.path,
+               judgement);
   if (!quiet)
     fmt::print(stream, "\n");
 }

@@ -11,8 +11,9 @@
 namespace lumagauge::qc {
 
 /// The input, the table of the indicators, the events, the verdict; with `quiet` the verdict alone.
+/// Of a part of the input it says so.
 void printReport(std::ostream &stream, const InputInfo &info, const InputEnd &end,
-                 const Judgement &judgement, bool quiet);
+                 const Judgement &judgement, bool quiet, bool isPart = false);
 /// One line: verdict, path, why. Also for an input that could not be opened.
 void printVerdict(std::ostream &stream, const std::string &path, const Judgement &judgement);
 /// The verdict; where rules were left out that might have spoilt it, with how many were judged:

@@ -90,9 +90,8 @@ Json picturesJson(const ReportPictures &pictures) {
                       {"before", thumbnailJson(event.before)},
                       {"worst", thumbnailJson(event.worst)},
                       {"after", thumbnailJson(event.after)}});
-  return {{"note", pictures.note},  {"aspect", pictures.aspect},   {"strip", strip},
-          {"events", events},       {"without", pictures.without}, {"reason", pictures.reason},
-          {"exact", pictures.exact}};
+  return {{"note", pictures.note}, {"aspect", pictures.aspect},   {"strip", strip},
+          {"events", events},      {"without", pictures.without}, {"reason", pictures.reason}};
 }
 
 Json indicatorsJson() {
@@ -151,8 +150,20 @@ Json rowJson(const std::string &name, const Json &document, const std::string &j
   return row;
 }
 
-/// A film has thousands of shots, whose means nobody looks at here.
+/// Says of a result of --range that it is a part, among the warnings in the head of the page. A
+/// film has thousands of shots, whose means nobody looks at here.
 Json shownPart(Json document) {
+  if (const auto part = document.find("part"); part != document.end()) {
+    const auto begin = part->at("start_frame").get<std::int64_t>(),
+               frames = document.at("measured").at("frames").get<std::int64_t>();
+    Json &warnings = document.at("warnings");
+    warnings.insert(warnings.begin(),
+                    "This is a part of the video, " +
+                        (frames == 0 ? "of no frames"
+                                     : "frames " + std::to_string(begin) + " to " +
+                                           std::to_string(begin + frames - 1)) +
+                        ": verdict, events and curves are those of the part alone");
+  }
   for (Json &shot : document.at("shots"))
     shot.erase("mean");
   return document;

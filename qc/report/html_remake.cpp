@@ -117,8 +117,11 @@ void remakeReport(const fs::path &json, const fs::path &html, const PictureMaker
   if (pictures)
     made = pictures(text, index);
   report.finish(text, isBeside ? json.filename().string() : "", made ? &*made : nullptr);
-} catch (const Json::exception &error) {
-  throw InputError(json.string() + ": it is no result of lumagauge-qc: " + error.what());
+} catch (const Json::exception &) {
+  throw InputError(
+      json.string() +
+      ": it is no result of lumagauge-qc, or not all of one: expected a NAME.json that "
+      "-o DIR writes; measure the input again");
 } catch (const std::runtime_error &error) {
   if (dynamic_cast<const OutputError *>(&error) != nullptr)
     throw;

@@ -124,6 +124,10 @@ double numberOf(const Json &value) {
   return value.get<double>();
 }
 
+std::string textOf(const Json &value) {
+  return optionalOf<std::string>(value).value_or("");
+}
+
 std::string jsonText(const Json &value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

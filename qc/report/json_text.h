@@ -19,6 +19,17 @@ constexpr std::string_view SCHEMA = "lumagauge/1", FAILURE_SCHEMA = "lumagauge-f
 Json jsonNumber(std::optional<double> value);
 double numberOf(const Json &value); ///< the reverse, of what is not null
 
+/// Empty for null. Throws Json::exception where the value is of another type.
+template <class T> std::optional<T> optionalOf(const Json &value) {
+  return value.is_null() ? std::nullopt : std::optional(value.get<T>());
+}
+std::string textOf(const Json &value); ///< likewise; empty for null
+
+/// What the text says; a discarded value where it is no JSON, or nested so deeply that copying it,
+/// which is recursive, could take more stack than there is.
+Json parsedJson(std::string_view text);
+/// The same of a stream from where it stands, without those members of the document.
+Json parsedWithout(std::istream &stream, std::initializer_list<std::string_view> members);
 /// The document without its frames, which may be many; a discarded value where it is no JSON.
 Json readWithoutFrames(const std::filesystem::path &path);
 

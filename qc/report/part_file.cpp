@@ -13,14 +13,6 @@ namespace lumagauge::qc {
 
 namespace {
 
-template <class T> std::optional<T> optionalOf(const Json &value) {
-  return value.is_null() ? std::nullopt : std::optional(value.get<T>());
-}
-
-std::string textOf(const Json &value) {
-  return value.is_null() ? std::string() : value.get<std::string>();
-}
-
 InputInfo infoOf(const Json &input) {
   InputInfo info;
   info.path = input.at("path");
@@ -115,7 +107,7 @@ bool isPart(const std::filesystem::path &json) {
   std::string line = lineOf(json, "settings", "frames");
   if (line.ends_with(','))
     line.pop_back();
-  const Json document = Json::parse("{" + line + "}", nullptr, false);
+  const Json document = parsedJson("{" + line + "}");
   return document.is_object() && document.contains("settings") &&
          document["settings"].is_object() &&
          document["settings"].value("range", Json()).is_string();

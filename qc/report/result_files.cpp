@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include <fstream>
+
 namespace lumagauge::qc {
 
 ResultFiles::ResultFiles(const ResultPaths &targets, const InputInfo &info,
@@ -54,6 +56,19 @@ void writeFailure(const ResultPaths &paths, const std::string &input, const std:
   file.stream() << jsonText(json) << '\n';
   file.seal();
   file.commit();
+}
+
+std::optional<Failure> readFailure(const std::filesystem::path &path) {
+  std::ifstream file(path, std::ios::binary);
+  const Json document = parsedWithout(file, {});
+  try {
+    Failure failure{document.at("reason"), ""};
+    if (const auto input = document.find("input"); input != document.end())
+      failure.inputPath = input->value("path", "");
+    return failure;
+  } catch (const Json::exception &) {
+    return std::nullopt;
+  }
 }
 
 void removeFailure(const ResultPaths &paths) {

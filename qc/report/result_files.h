@@ -54,6 +54,11 @@ private:
 /// `version` is that of the program. Throws OutputError.
 void writeFailure(const ResultPaths &paths, const std::string &input, const std::string &reason,
                   const std::string &version);
+struct Failure {
+  std::string reason, inputPath; ///< the path is empty where it is not told
+};
+/// What a NAME.failure says; empty where it cannot be read or says no reason.
+std::optional<Failure> readFailure(const std::filesystem::path &path);
 /// Takes NAME.failure away, if it is there: there is a complete result after it.
 void removeFailure(const ResultPaths &paths);
 

@@ -44,14 +44,6 @@ BatchRow rowOf(const Json &document, const std::string &inputPath) {
 
 } // namespace
 
-Json readWithoutFrames(const std::filesystem::path &path) {
-  std::ifstream file(path, std::ios::binary);
-  const auto keep = [](int depth, Json::parse_event_t event, const Json &parsed) {
-    return depth != 1 || event != Json::parse_event_t::key || parsed != "frames";
-  };
-  return Json::parse(file, keep, false);
-}
-
 std::optional<BatchRow> readCompleteResult(const ResultPaths &paths, const std::string &inputPath,
                                            const Settings &settings, const Profile &profile) {
   const std::optional<FileIdentity> identity = identityOf(inputPath);

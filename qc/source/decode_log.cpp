@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/source/decode_log.h"
 
+#include "qc/source/input_file.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -51,6 +53,7 @@ void DecodeLog::addFailure(double time, std::string what) {
 }
 
 void DecodeLog::addError(double time, std::string what) {
+  ++errorCount;
   waiting.push_back(
       {.frame = pictureCount, .time = time, .message = std::move(what), .endTime = {}});
   if (waiting.size() > MAX_WAITING_ERRORS)
@@ -82,9 +85,7 @@ void DecodeLog::stop(double time, const std::string &reason) {
 }
 
 void DecodeLog::stopReading(double time, int error) {
-  stop(time,
-       fmt::format("reading stopped: {}",
-                   error == ETIMEDOUT ? "nothing arrived within --timeout" : std::strerror(error)));
+  stop(time, "reading stopped: " + readErrorText(error));
 }
 
 std::vector<DecodeError> DecodeLog::takeErrors(std::int64_t before) {

@@ -42,13 +42,15 @@ public:
 
   std::int64_t packets() const { return packetCount; }
   std::int64_t pictures() const { return pictureCount; } ///< also the number of the next one
+  std::int64_t errors() const { return errorCount; }     ///< of all that were added, losses apart
   const std::vector<DecodeError> &waitingErrors() const { return waiting; }
   const InputEnd &end() const { return inputEnd; } ///< complete once finished
 
 private:
   void settle(double time);
 
-  std::int64_t packetCount = 0, pictureCount = 0, failures = 0, resizedPictures = 0;
+  std::int64_t packetCount = 0, pictureCount = 0, errorCount = 0;
+  std::int64_t failures = 0, resizedPictures = 0;
   int faultsInARow = 0;
   std::vector<DecodeError> waiting; ///< their numbers are not settled
   InputEnd inputEnd;

@@ -57,7 +57,7 @@ std::string readText(const std::string &path, std::size_t mostBytes, const Notic
       throw InputError(fmt::format("it holds more than {} bytes", mostBytes));
   }
   if (file.failure() != 0)
-    throw InputError(fmt::format("reading it failed: {}", std::strerror(file.failure())));
+    throw InputError(fmt::format("reading it failed: {}", readErrorText(file.failure())));
   return text;
 }
 
@@ -86,6 +86,10 @@ InputFile::InputFile(const std::string &path, Notice told, Patience limit)
   // is the beginning.
   if (S_ISREG(status.st_mode) && lseek(descriptor, 0, SEEK_CUR) == 0)
     byteCount = status.st_size;
+}
+
+std::string readErrorText(int error) {
+  return error == ETIMEDOUT ? "nothing arrived within --timeout" : std::strerror(error);
 }
 
 InputFile::~InputFile() {

@@ -50,6 +50,9 @@ struct Patience {
   WaitClock *clock = nullptr;         ///< runs while a read waits; may be null
 };
 
+/// The words for an error number of a read.
+std::string readErrorText(int error);
+
 class InputFile {
 public:
   /// "-": standard input. A named pipe is open at once and waits in the first read for a writer;

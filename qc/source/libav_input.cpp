@@ -226,7 +226,7 @@ void LibavInput::openFile(const std::string &path, const SourceOptions &options)
   const AVInputFormat *demuxer = nullptr;
   const int probed = av_probe_input_buffer2(io, &demuxer, name.c_str(), nullptr, 0, 0);
   if (file->failure() != 0)
-    throw InputError(fmt::format("reading it failed: {}", std::strerror(file->failure())));
+    throw InputError(fmt::format("reading it failed: {}", readErrorText(file->failure())));
   if (probed < 0 || demuxer == nullptr || std::string_view(demuxer->name) == "rawvideo")
     refuseUnknown(path, file->size().value_or(0), demuxer != nullptr);
   if (!options.nested && std::string_view(demuxer->name) == "image2") {
@@ -268,8 +268,12 @@ void LibavInput::openUrl(const std::string &url, const SourceOptions &options) {
   for (const char *name : {"rw_timeout", "timeout"}) // the latter is that of some protocols alone
     if (options.timeout)
       av_dict_set_int(&settings, name, static_cast<std::int64_t>(*options.timeout * 1e6), 0);
+  const auto begun = WaitClock::Clock::now();
   const int opened = avformat_open_input(&format, url.c_str(), nullptr, &settings);
   av_dict_free(&settings);
+  const std::chrono::duration<double> taken = WaitClock::Clock::now() - begun;
+  if (opened < 0 && options.timeout && taken.count() >= *options.timeout && !isReadingCancelled())
+    throw InputError("it cannot be opened: " + readErrorText(ETIMEDOUT));
   checkLibav(opened, "it cannot be opened");
   if (av_match_name(std::string(scheme(url)).c_str(), format->iformat->name) == 0)
     refuseNesting(*format->iformat, options);

@@ -397,6 +397,8 @@ bool LibavSource::hasChangedSize() const {
 void LibavSource::showTap(const LumaPicture &picture) {
   if (tap == nullptr || !tap->wants(picture.frame))
     return;
+  if (std::exchange(damageShown, log.errors()) != log.errors())
+    tap->noteDamage();
   stateDisplay(*frame, *input.get(), stream);
   tap->see(*frame, picture.frame, picture.time);
 }

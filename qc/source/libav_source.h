@@ -95,6 +95,7 @@ private:
   std::int64_t packetsRead = 0; ///< of the stream
   bool framePending = false;    ///< `frame` holds the first picture, not yet delivered
   bool draining = false;        ///< all packets are read
+  std::int64_t damageShown = 0; ///< errors that the tap knows of
   std::string containerProblem; ///< said by the demuxer since the last packet
   bool endedInside = false;     ///< not where the container has an end
   bool atEnd = false;           ///< and the last picture is out

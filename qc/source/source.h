@@ -37,6 +37,8 @@ public:
   virtual bool wants(std::int64_t frame) = 0;
   /// The picture is the source's own, and says how it is to be turned and what shape samples have.
   virtual void see(const AVFrame &picture, std::int64_t frame, double time) = 0;
+  /// Ahead of `see`: something was said to be wrong with that picture or what lies ahead of it.
+  virtual void noteDamage() {}
 };
 
 class VideoSource {

@@ -98,6 +98,15 @@ test('a click on an event, drag, wheel and double click zoom all curves', async 
     ],
     ['key', () => page.keyboard.press('0'), whole],
     ['wheel', () => page.mouse.wheel(0, -200), [1.92 * (1 - Math.exp(-0.5)), 1.92 + 1.92 * Math.exp(-0.5)]],
+    [
+      'touchpad',
+      async () => {
+        await page.keyboard.down('Control');
+        await page.mouse.wheel(0, 30);
+        await page.keyboard.up('Control');
+      },
+      [1.92 * (1 - Math.exp(-0.2)), 1.92 + 1.92 * Math.exp(-0.2)],
+    ],
   ];
   for (const [what, act, [from, to]] of actions) {
     await act();
@@ -105,6 +114,62 @@ test('a click on an event, drag, wheel and double click zoom all curves', async 
     for (const range of await ranges(page))
       assert.ok(Math.abs(range[0] - from) < 0.02 && Math.abs(range[1] - to) < 0.02, `${what}: ${range}`);
   }
+});
+
+test('two fingers zoom, one moves, and up and down it scrolls the page', async () => {
+  const { page, complaints } = await open(file, {
+    hasTouch: true,
+    viewport: { width: 390, height: 844 },
+  });
+  const session = await page.context().newCDPSession(page);
+  /** Fingers from places to others, as x and y in shares of a part's box and pixels below its top. */
+  const touch = async (part, from, to) => {
+    const box = await part.boundingBox();
+    for (const [type, share] of [['touchStart', 0], ...[0.25, 0.5, 0.75, 1].map((at) => ['touchMove', at])]) {
+      const touchPoints = from.map(([x, y], id) => ({
+        id,
+        x: box.x + (x + (to[id][0] - x) * share) * box.width,
+        y: box.y + y + (to[id][1] - y) * share,
+      }));
+      await session.send('Input.dispatchTouchEvent', { type, touchPoints });
+      await settled(page);
+    }
+    await session.send('Input.dispatchTouchEvent', {
+      type: 'touchEnd',
+      touchPoints: [],
+    });
+    await settled(page);
+  };
+  await toCurves(page);
+  const curve = page.locator('.curve .u-over').first(),
+    film = page.locator('.track.film');
+  const near = [
+      [0.4, 25],
+      [0.6, 35],
+    ],
+    far = [
+      [0.1, 10],
+      [0.9, 50],
+    ]; // four times as far apart
+  for (const [part, from, to, [first, last]] of [
+    [curve, near, far, [1.44, 2.4]],
+    [curve, [[0.75, 20]], [[0.25, 22]], [1.92, 2.88]],
+    [film, [[0.5, 20]], [[1, 22]], [1.44, 2.4]],
+    [film, far, near, [0, 3.84]],
+  ]) {
+    await part.scrollIntoViewIfNeeded();
+    await page.evaluate(() => scrollBy(0, -120)); // the bar stays over what is at the top
+    await touch(part, from, to);
+    await toCurves(page);
+    for (const range of await ranges(page))
+      assert.ok(Math.abs(range[0] - first) < 0.05 && Math.abs(range[1] - last) < 0.05, `${first}: ${range}`);
+  }
+  const before = await page.evaluate(() => scrollY);
+  await touch(curve, [[0.5, 60]], [[0.52, -60]]);
+  assert.ok((await page.evaluate(() => scrollY)) > before + 40);
+  assert.equal(await page.evaluate(() => visualViewport.scale), 1);
+  assert.deepEqual((await ranges(page))[0], [0, 3.84]);
+  assert.deepEqual(complaints, []);
 });
 
 test('the readout at a frame is that of the CSV to four digits', async () => {
@@ -285,7 +350,11 @@ test('markup and script in names, metadata and messages are text', async () => {
   });
   result.profile.name = HOSTILE;
   const { page, complaints } = await open(
-    pageWith('report', 'hostile.html', { ...data, result, row: poisoned(data.row) }),
+    pageWith('report', 'hostile.html', {
+      ...data,
+      result,
+      row: poisoned(data.row),
+    }),
   );
   await page.keyboard.press('n');
   await toCurves(page);
@@ -297,14 +366,29 @@ test('markup and script in names, metadata and messages are text', async () => {
 });
 
 test('what is missing or broken is said', async () => {
+  const { result } = data,
+    settings = { ...result.settings, start: '1', duration: '3' };
+  const whole = { ...result, settings: { ...settings, start: '0' } }; // and it ends with its end
+  const part = { ...result, settings, input: { ...result.input, duration: 9 } };
   const cases = [
+    [
+      { ...data, result: part },
+      '.part',
+      /^Only a part .* 00:00:09\.000, .* 00:00:03\.840, frames 0 to 95\.$/,
+    ],
+    [{ ...data, result: part }, '.seen-text', /^Part: /],
+    [{ ...data, result: whole }, '.seen-text', /^Whole: /],
+    [{ ...data, pictures: undefined }, '.strip', /made of the result alone.* --video FILE/],
+    [{ ...data, pictures: { ...data.pictures, strip: [], reason: 'Too late.' } }, '.strip', /Too late/],
     [{ ...data, result: undefined }, '.failure', /no result in it/],
     [{ ...data, frames: { ...data.frames, packed: 'AAAA' } }, '.curves', /could not be read/],
     [{ ...data, frames: undefined, pictures: undefined }, '.no-pictures', /without the video/],
   ];
   for (const [content, place, text] of cases) {
     const broken = Object.fromEntries(Object.entries(content).filter(([, value]) => value));
-    const { page } = await open(pageWith('report', 'broken.html', broken), { ready: place });
+    const { page } = await open(pageWith('report', 'broken.html', broken), {
+      ready: place,
+    });
     assert.match(await page.locator(place).first().innerText(), text);
   }
 });

@@ -15,7 +15,7 @@ const { KINDS, aboutIndicator } = await pageModule('words');
 const { FrameTable, unpackFrames } = await pageModule('frames');
 const { sample } = await pageModule('pyramid');
 const { baseline } = await pageModule('baseline');
-const { timeCode, four } = await pageModule('format');
+const { timeCode, four, spoken } = await pageModule('format');
 const read = (file) => readFileSync(join(ROOT, file), 'utf8');
 
 test('strict TypeScript', () => {
@@ -64,10 +64,18 @@ test('time codes and digits', () => {
     [123456, '123500'],
     [9.8644e-6, '9.864e−6'],
     [-0.5, '−0.5'],
+    [-2.22e-16, '−2.22e−16'],
     [NaN, 'NaN'],
     [-Infinity, '−∞'],
   ])
     assert.equal(four(value), text);
+  for (const [seconds, text] of [
+    [0.637, '0.64 s'],
+    [59.96, '1 min 0 s'],
+    [119.7, '2 min 0 s'],
+    [7379, '2 h 2 min'],
+  ])
+    assert.equal(spoken(seconds), text);
 });
 
 const STRANGE = [0, -9999, 0.00012345, 1e12, null, NaN, Infinity, -Infinity, 0.5];

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // Parts of a video that are measured apart and joined: the bytes of one run over the whole.
+#include "qc/report/page.h"
 #include "qc/source/part_source.h"
 #include "tests/support/command.h"
 
@@ -238,6 +239,51 @@ TEST_F(Join, PlansDivideLongInputsAndCollectingJoinsThem) {
         name.ends_with(".csv"))
       joined = readFile(entry.path());
   EXPECT_TRUE(joined == readFile(folder / "whole/long.mp4.csv"));
+}
+
+TEST_F(Join, CollectingJoinsWhatHasChanged) {
+  writeFile(folder / "a.yuv", std::string(40 * 384, 'a'));
+  const std::string raw = " --raw --size 16x16 ", measure = PROGRAM " -o parts" + raw;
+  ASSERT_EQ(call("--plan plan --parts 1 --split 20f a.yuv" + raw).status, 0);
+  const Outcome part = call("--from-plan plan --part 1 -o parts" + raw);
+  EXPECT_NE(part.output.find("a part of the video: frames 20 to 39;"), std::string::npos);
+  EXPECT_NE(part.output.find("a.yuv (frames 0 to 19)"), std::string::npos) << part.output;
+  if (hasPages()) {
+    ASSERT_EQ(shell(PROGRAM " --html-from parts/*.20-.json --html part.html").status, 0);
+    EXPECT_NE(readFile(folder / "part.html").find("a part of the video, frames 20 to 39:"),
+              std::string::npos);
+  }
+  const struct {
+    std::string change;
+    int read, joined;
+    std::string state; ///< and reason
+  } steps[] = {
+      {"true", 1, 1, "measured|"},
+      {"true", 0, 0, "measured|"},
+      {"rm parts/a.yuv-????????????????.json", 1, 1, "measured|"},
+      {PROGRAM " --quiet --from-plan plan --part 1 -o parts" + raw, 1, 1, "measured|"},
+      {"rm parts/*.0-20.*", 0, 0, "measured|"}, // the whole has it
+      {"rm parts/*-????????????????.[cjf]*", 1, 0, "failed|frames 0 to 19 are missing"},
+      {"touch a.yuv; " PROGRAM " --resume --quiet --from-plan plan --part 1 -o parts" + raw, 1, 1,
+       "measured|"},
+      {"touch a.yuv; rm parts/*-????????????????.[cjf]* parts/*.20-.json; " PROGRAM
+       " --quiet --resume --from-plan plan --part 1 -o parts" +
+           raw,
+       1, 1, "measured|"},
+      {"for f in parts/*.20-.csv; do echo >> $f; done; rm parts/*-????????????????.[cjf]*", 1, 0,
+       "failed|"}};
+  for (const auto &[change, read, joined, state] : steps) {
+    SCOPED_TRACE(change);
+    shell(change);
+    const Outcome run = call("--collect parts --plan plan --profile default");
+    EXPECT_NE(run.output.find(std::to_string(read) + " result"), std::string::npos) << run.output;
+    EXPECT_NE(run.errors.find(joined == 1 ? "it judged the one input" : "it judged nothing"),
+              std::string::npos)
+        << run.errors;
+    const std::string now =
+        shell("sqlite3 parts/library.sqlite 'SELECT state, reason FROM inputs'").output;
+    EXPECT_TRUE(now.starts_with(state)) << now;
+  }
 }
 
 } // namespace

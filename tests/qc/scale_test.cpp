@@ -135,18 +135,29 @@ TEST_F(Scale, BadPlansAndOptionsAreRefused) {
   const auto entry = [](const std::string &name) {
     return R"({"part":1,"name":")" + name + R"(","path":"x"})" + "\n";
   };
-  const auto one = R"({"plan":"lumagauge-plan/1","parts":1,"inputs":1,"cost":"bytes"})"
-                   "\n";
+  const std::string one = R"({"plan":"lumagauge-plan/1","parts":1,"inputs":1,"cost":"bytes"})"
+                          "\n";
   const struct {
     std::string text, arguments, message;
   } cases[] = {
       {head + rest.substr(0, rest.find('\n') + 1), part(1), "it has 1 inputs, its head says 5"},
-      {whole.substr(0, whole.size() - 9), part(1), "q: line 6 is none of a plan"},
+      {whole.substr(0, whole.size() - 9), part(1), "q: line 6: it is none of a plan: expected a"},
+      {std::string(1 << 20, '['), part(1), "q: line 1: it is none of a plan: expected a"},
+      {one + R"({"part":1,"name":"x"})", part(1), "line 2: \"path\" is missing; mend it, or write"},
+      {one + R"({"part":"1","name":"x","path":"x"})", part(1),
+       "\"part\" is \"1\", expected a whole"},
+      {one + R"({"part":4294967297,"name":"x","path":"x"})", part(1), "is 4294967297, expected"},
+      {one + R"({"part":1,"name":"x","path":"x","bytes":1e99})", part(1), "\"bytes\" is 1e+99"},
+      {one + R"({"part":1,"name":7,"path":"x"})", part(1), "\"name\" is 7, expected a text"},
+      {one + entry(R"(x\u0000y)"), part(1), "a text without zero bytes"},
+      {one + entry(R"(x\\x00y)"), part(1), "a text without zero bytes"},
       {rest, part(1), "its head is missing"},
       {head + whole, part(1), "line 2: it is a second head"},
       {one + entry("../x"), part(1), "no name of a file"},
       {one + entry("x") + entry("x"), part(1), "\"x\" is there twice"},
-      {one + std::string(R"({"part":1,"name":"x","path":"x","range":[1,2]})"), part(1), "range"},
+      {one + R"({"part":1,"name":"x","path":"x","range":[1,2]})", part(1), "range"},
+      {one + R"({"part":1,"name":"x.0-","path":"x","range":[0,18446744073709551615]})", part(1),
+       "\"range\" is no [A, B]"},
       {whole, part(3), "--part 3: q has parts 1 to 2"},
       {whole, "--from-plan p -o out", "--part"},
       {whole, part(1) + "in", "--from-plan takes no INPUT"},
@@ -237,6 +248,40 @@ TEST_F(Scale, CollectingTellsOfAllInputs) {
             "6\n1\n"); // the header, and three inputs, one of whose names has a line break
 }
 
+TEST_F(Scale, OddResultsDoNotKeepOthersFromBeingCollected) {
+  plan();
+  call(part(1));
+  call(part(2));
+  const fs::path changed = folder / "out/d.json";
+  std::string good, csv;
+  for (const auto &[name, content] : filesIn("out"))
+    if (name.starts_with("b"))
+      (name.ends_with("json") ? good : csv) = content;
+  writeFile(folder / "out/d.csv", csv);
+  const std::string deep(200'000, '['), end(200'000, ']');
+  const struct {
+    std::string from, to, state;
+  } cases[] = {{"", "", "measured"},
+               {R"("verdict": "warn")", R"("verdict": "wa")", "incomplete"},
+               {R"("exit_status": 0)", R"("exit_status": 1e99)", "incomplete"},
+               {R"("interrupted": false)", R"("interrupted": 0)", "incomplete"},
+               {R"("broken_rules": [)", R"("broken_rules": [7, )", "incomplete"},
+               {R"("csv": {)", R"("cvs": {)", "incomplete"},
+               {R"("source":)", R"("source":)" + deep + end + R"(,"s":)", "incomplete"},
+               {R"("profile": {)", R"("profile": {"x":)" + deep + end + ",", "incomplete"}};
+  for (const auto &[from, to, state] : cases) {
+    SCOPED_TRACE(to.substr(0, 30));
+    std::string document = good;
+    ASSERT_NE(document.find(from), std::string::npos);
+    document.replace(document.find(from), from.size(), to);
+    writeFile(changed, document);
+    const Outcome run = call("--collect out");
+    EXPECT_EQ(run.status, 2) << run.errors; // for the one that is no video
+    EXPECT_EQ(ask("SELECT state FROM inputs WHERE name = 'd'"), state + "\n");
+    EXPECT_EQ(ask("SELECT count(*) FROM inputs WHERE state = 'measured' AND name <> 'd'"), "4\n");
+  }
+}
+
 TEST_F(Scale, TenThousandResultsAreCollectedInSeconds) {
   if (INSTRUMENTED)
     GTEST_SKIP() << "what is measured is time and memory, which sanitizers take";
@@ -269,6 +314,19 @@ TEST_F(Scale, TenThousandResultsAreCollectedInSeconds) {
   collect("10000 results read", 10);
   shell("touch many/77.json");
   collect("1 result read", 1);
+  // Killed while it takes everything in anew it leaves the library that was there.
+  const std::string held = "sqlite3 many/library.sqlite 'PRAGMA integrity_check; SELECT count(*), "
+                           "sum(result_modified % 1000003) FROM inputs'",
+                    before = shell(held).output;
+  shell("touch many/*.json");
+  for (const char *seconds : {"0.1", "0.3", "0.8"}) {
+    EXPECT_EQ(
+        shell("timeout -s KILL " + std::string(seconds) + " " PROGRAM " --collect many").status,
+        137);
+    EXPECT_EQ(shell(held).output, before);
+  }
+  collect("10000 results read", 10);
+  EXPECT_NE(shell(held).output, before);
   EXPECT_EQ(
       shell("sqlite3 many/library.sqlite 'PRAGMA integrity_check; SELECT count(*) FROM inputs "
             "WHERE frames = 20'; grep -c warn many/summary.csv")

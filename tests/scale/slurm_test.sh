@@ -114,31 +114,65 @@ hurry_requeued() {
   done
 }
 
+# The program, but that the first tries of the parts that are to be killed stop in the middle, however
+# busy this host is.
+make_holding_program() {
+  cat >"$folder/lumagauge-qc" <<PROGRAM
+#!/usr/bin/env bash
+held=$folder/held-\${SLURM_ARRAY_TASK_ID-}
+if [[ -e \$held ]] && mv "\$held" "\$held-once" 2>/dev/null; then
+  exec timeout --foreground --signal=STOP 0.3 "$program" "\$@"
+fi
+exec "$program" "\$@"
+PROGRAM
+  chmod 755 "$folder/lumagauge-qc"
+}
+# Processes of the part $1, and whether the program among them has stopped.
+processes_of_part() {
+  local process
+  for process in $(processes); do
+    ! grep -qzsxF "SLURM_ARRAY_TASK_ID=$1" "/proc/$process/environ" || echo "$process"
+  done
+}
+is_stopped() {
+  local process
+  for process in $(processes_of_part "$1"); do
+    ! grep -qs '^State:[[:space:]]*T' "/proc/$process/status" || return 0
+  done
+  return 1
+}
+
 start_slurm
-export LUMAGAUGE_QC=$program LUMAGAUGE_POLL=1
+make_holding_program
+export LUMAGAUGE_QC=$folder/lumagauge-qc LUMAGAUGE_POLL=1
 options=(--raw --size 176x144 --no-frames --indicators 0xffff --threads 1 --decode-threads 1)
 cd "$folder"
 mkdir in
 for name in a b c d e; do
   head -c 1900800 /dev/urandom >"in/$name"$'\n.yuv'
 done
-truncate -s 380160000 in/long.yuv # 10,000 frames, some seconds
+truncate -s 380160000 in/long.yuv in/killed.yuv # 10,000 frames, some seconds
 truncate -s 380160 in/vanishes.yuv
 "$program" --plan all.plan --parts 4 --raw --size 176x144 --recursive in >/dev/null
 long_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"long.*/\1/p' all.plan)
+killed_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"killed.*/\1/p' all.plan)
 broken_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"vanishes.*/\1/p' all.plan)
 rm in/vanishes.yuv
+touch "held-$long_part" "held-$killed_part"
 
 "$script" all.plan -o out --cpus 1 --retries 1 --wait -- "${options[@]}" >wait.out 2>wait.err &
 waiting=$!
 hurry_requeued 2>/dev/null &
 daemons[hurry]=$!
 
+# The script of a part dies with what it has started, but not its node.
+until_true 60 is_stopped "$killed_part" || wrong "part $killed_part did not begin"
+mapfile -t doomed < <(processes_of_part "$killed_part")
+kill -KILL "${doomed[@]}"
+
 # The node that measures the long input dies in the middle of it.
-node_of_long() { node=$(sed -n "s/^== part $long_part on \(n[12]\), try 1/\1/p" out/slurm/*_"$long_part".log) && [[ -n $node ]]; }
-until_true 30 node_of_long || wrong "part $long_part did not begin"
-node_of_long
-sleep 0.5
+until_true 60 is_stopped "$long_part" || wrong "part $long_part did not begin"
+node=$(sed -n "s/^== part $long_part on \(n[12]\), try 1/\1/p" out/slurm/*_"$long_part".log)
 mapfile -t doomed < <(processes "$node")
 doomed+=("${daemons[$node]}")
 kill -STOP "${doomed[@]}" # all at once, as by a power cut: none tells of another's death
@@ -151,6 +185,7 @@ wait "$waiting" || status=$?
 [[ $status == 2 ]] || wrong "status $status of a batch with an input that cannot be measured"
 grep -q "^unmeasured .*/in/vanishes.yuv .*No such file" wait.out || wrong "the lost input is not named"
 grep -q "^parts to measure again: $broken_part\$" wait.out || wrong "the part that failed is not named"
+grep -q "^parts whose scripts were killed: $killed_part; they" wait.out || wrong "the part of the killed script was not submitted again"
 grep -q "try 2" out/slurm/*_"$long_part".log || wrong "the part of the killed node was not put back"
 grep -q "given up" out/slurm/*_"$broken_part".log || wrong "the failing part was not given up"
 
@@ -164,6 +199,6 @@ for result in one/*.csv one/*.json; do
   cmp "$result" "${same[0]}" || wrong "$name is another than that of one run"
 done
 count=$(find out -maxdepth 1 -type f ! -name '*.part' -printf x | wc -c) # a kill may leave such ones
-# Two files each of six inputs, one of what failed, summary.csv and library.sqlite.
-[[ $count == 15 ]] || wrong "$count files are in the folder of the results: $(ls out)"
-echo "a node was killed and a part given up in $SECONDS s"
+# Two files each of seven inputs, one of what failed, summary.csv and library.sqlite.
+[[ $count == 17 ]] || wrong "$count files are in the folder of the results: $(ls out)"
+echo "a node and a script were killed and a part given up in $SECONDS s"

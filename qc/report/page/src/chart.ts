@@ -40,6 +40,26 @@ export function timeAxis(labels: boolean): uPlot.Axis {
   };
 }
 
+const VALUE_AXIS: uPlot.Axis = {
+  scale: 'y',
+  size: AXIS,
+  gap: 4,
+  space: 26,
+  font: '11px system-ui, sans-serif',
+  stroke: () => theme().muted,
+  grid: { stroke: () => theme().grid, width: 1 },
+  ticks: { show: false },
+  values: (_, splits) => splits.map((value) => four(value)),
+};
+
+const THRESHOLD: uPlot.Series = {
+  scale: 'y',
+  stroke: () => theme().threshold,
+  width: 1,
+  dash: [5, 3],
+  points: { show: false },
+};
+
 /** A threshold as it is drawn: the same for all frames, or relative to what is usual in the shot. */
 interface Line {
   condition: Condition;
@@ -88,12 +108,12 @@ export class Chart {
     this.refresh();
   }
 
-  private options(width: number, height: number): uPlot.Options {
+  /** Of the least values and of the largest ones. */
+  private series(): uPlot.Series {
     const steps = uPlot.paths.stepped!({ align: this.column.sparse ? -1 : 1 });
     const stepped = this.column.sparse || this.indicator.unit === '0 or 1';
-    const series = (show = true): uPlot.Series => ({
+    return {
       scale: 'y',
-      show,
       stroke: () => theme().curve,
       width: 1,
       spanGaps: false,
@@ -105,14 +125,10 @@ export class Chart {
         show: (u, at) => this.shown.stretch === 1 && u.data[0].length < u.width / 14 && at === 1,
         size: 4,
       },
-    });
-    const threshold = (): uPlot.Series => ({
-      scale: 'y',
-      stroke: () => theme().threshold,
-      width: 1,
-      dash: [5, 3],
-      points: { show: false },
-    });
+    };
+  }
+
+  private options(width: number, height: number): uPlot.Options {
     return {
       width,
       height,
@@ -134,22 +150,9 @@ export class Chart {
         x: { time: false, range: () => [this.view.from, this.view.to] },
         y: { range: (_, least, largest) => this.range(least, largest) },
       },
-      series: [{}, series(), series(), ...this.moving.map(threshold)],
+      series: [{}, this.series(), this.series(), ...this.moving.map(() => THRESHOLD)],
       bands: [{ series: [2, 1], fill: () => theme().envelope }],
-      axes: [
-        timeAxis(false),
-        {
-          scale: 'y',
-          size: AXIS,
-          gap: 4,
-          space: 26,
-          font: '11px system-ui, sans-serif',
-          stroke: () => theme().muted,
-          grid: { stroke: () => theme().grid, width: 1 },
-          ticks: { show: false },
-          values: (_, splits) => splits.map((value) => four(value)),
-        },
-      ],
+      axes: [timeAxis(false), VALUE_AXIS],
       hooks: {
         drawClear: [(u) => this.drawEvents(u)],
         draw: [

@@ -13,6 +13,7 @@ import type { View } from './view';
 import { shownValue } from './readout';
 import { worseText } from './table';
 import { aboutIndicator, COMPARED, kindOf, signalParts, signalValue, titled } from './words';
+import { touchZoom } from './touch';
 import { wheelZoom } from './wheel';
 
 const HEIGHT = 92;
@@ -204,47 +205,24 @@ function observe(curves: Curve[]): void {
   for (const curve of curves) sight.observe(curve.element);
 }
 
-export function curves(report: Report, view: View): Curves {
-  const { frames } = report;
-  const section = h(
-    'section',
-    { class: 'curves', 'aria-labelledby': 'curves-title' },
-    h('h2', { id: 'curves-title' }, 'Curves'),
-    h(
-      'p',
-      { class: 'hint' },
-      'Drag or turn the wheel to zoom, double click for the whole. Dashed lines are thresholds: where one is crossed there is an event only if the rule’s other conditions hold as well, and long enough.',
-    ),
+/** A set of curves under its title, with a button that folds or unfolds all of them. */
+function groupOf(title: string, open: boolean, members: Curve[]): HTMLElement {
+  const toggle = h('button', { type: 'button', class: 'toggle' }, open ? 'Fold all' : 'Unfold all');
+  toggle.addEventListener('click', () => {
+    const unfold = !members.some((curve) => curve.open);
+    for (const curve of members) curve.setOpen(unfold);
+    toggle.textContent = unfold ? 'Fold all' : 'Unfold all';
+  });
+  return h(
+    'div',
+    { class: 'group' },
+    h('h3', { class: 'group-title' }, title, ' ', toggle),
+    ...members.map((curve) => curve.element),
   );
-  if (!frames) {
-    section.append(h('p', {}, report.framesProblem));
-    return { element: section, drawAll: () => undefined, drawVisible: () => undefined };
-  }
-  if (frames.omitted.length > 0) {
-    const names = frames.omitted.map((name) => titled(name)).join(', ');
-    section.append(
-      h('p', { class: 'hint' }, `Left out of this page for its size; the CSV file has them: ${names}.`),
-    );
-  }
-  const all: Curve[] = [];
-  for (const { title, open, indicators } of groups(report, frames)) {
-    const made = indicators.map((indicator) => new Curve(report, frames, view, indicator, open));
-    const toggle = h('button', { type: 'button', class: 'toggle' }, open ? 'Fold all' : 'Unfold all');
-    toggle.addEventListener('click', () => {
-      const unfold = !made.some((curve) => curve.open);
-      for (const curve of made) curve.setOpen(unfold);
-      toggle.textContent = unfold ? 'Fold all' : 'Unfold all';
-    });
-    section.append(
-      h(
-        'div',
-        { class: 'group' },
-        h('h3', { class: 'group-title' }, title, ' ', toggle),
-        ...made.map((curve) => curve.element),
-      ),
-    );
-    all.push(...made);
-  }
+}
+
+/** Draws the curves in sight whenever the view or the page changes; returns what does so at once. */
+function follow(view: View, section: HTMLElement, all: Curve[]): () => void {
   const shown = () => all.filter((curve) => curve.visible && curve.open && curve.chart);
   const refresh = () => {
     for (const curve of all) {
@@ -263,9 +241,41 @@ export function curves(report: Report, view: View): Curves {
   new ResizeObserver(refresh).observe(section);
   observe(all);
   wheelZoom(section, view, '.u-over');
+  touchZoom(section, view, '.u-over');
+  return refresh;
+}
+
+export function curves(report: Report, view: View): Curves {
+  const { frames } = report;
+  const section = h(
+    'section',
+    { class: 'curves', 'aria-labelledby': 'curves-title' },
+    h('h2', { id: 'curves-title' }, 'Curves'),
+    h(
+      'p',
+      { class: 'hint' },
+      'Drag, turn the wheel or spread two fingers to zoom, double click for the whole. Dashed lines are thresholds: where one is crossed there is an event only if the rule’s other conditions hold as well, and long enough.',
+    ),
+  );
+  if (!frames) {
+    section.append(h('p', {}, report.framesProblem));
+    return { element: section, drawAll: () => undefined, drawVisible: () => undefined };
+  }
+  if (frames.omitted.length > 0) {
+    const names = frames.omitted.map((name) => titled(name)).join(', ');
+    section.append(
+      h('p', { class: 'hint' }, `Left out of this page for its size; the CSV file has them: ${names}.`),
+    );
+  }
+  const all: Curve[] = [];
+  for (const { title, open, indicators } of groups(report, frames)) {
+    const members = indicators.map((indicator) => new Curve(report, frames, view, indicator, open));
+    section.append(groupOf(title, open, members));
+    all.push(...members);
+  }
   return {
     element: section,
-    drawVisible: refresh,
+    drawVisible: follow(view, section, all),
     drawAll: (width, height) => all.forEach((curve) => curve.draw(width, height)),
   };
 }

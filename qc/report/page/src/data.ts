@@ -64,6 +64,16 @@ export class Report {
     );
   }
 
+  /** Whether less than the whole video was measured. */
+  get isPart(): boolean {
+    const { settings, input, measured, interrupted } = this.result;
+    const { start, duration, frames, range } = settings;
+    if (!interrupted && (start ?? duration ?? frames ?? range ?? null) === null) return false;
+    const begins = (this.frames?.first ?? 0) === 0,
+      ends = input.duration !== null && measured.duration >= input.duration - this.frameTime;
+    return !(begins && ends);
+  }
+
   get frameTime(): number {
     const { frames, duration } = this.result.measured;
     return frames > 0 && duration > 0 ? duration / frames : 0.04;
@@ -133,15 +143,29 @@ export class Report {
     if (!frames) return 0;
     const named = event.worst_frame ?? this.eventPictures.get(index)?.worst?.frame;
     if (named !== undefined) return frames.indexOf(named);
-    const first = frames.indexOf(event.start_frame),
-      last = frames.indexOf(event.end_frame);
     const condition = this.leading(event.kind)[0];
-    const column = condition && frames.column(signalParts(condition.indicator).indicator);
-    if (!column) return first;
-    const sense = condition.comparison.startsWith('<') ? -1 : 1;
-    let worst = first;
-    for (let i = first; i <= last; ++i)
-      if (column.states[i] === State.number && !(sense * column.values[i] <= sense * column.values[worst]))
+    return (condition && this.worstPlace(event, condition)) ?? frames.indexOf(event.start_frame);
+  }
+
+  /** The worst value of a condition on plain values within an event; null where there is none. */
+  worstPlain(event: ResultEvent, condition: Condition): number | null {
+    const { indicator, relation } = signalParts(condition.indicator);
+    const place = relation === '' ? this.worstPlace(event, condition) : null;
+    return place === null ? null : this.frames!.column(indicator)!.values[place];
+  }
+
+  private worstPlace(event: ResultEvent, condition: Condition): number | null {
+    const { frames } = this,
+      column = frames?.column(signalParts(condition.indicator).indicator);
+    if (!frames || !column) return null;
+    const sense = condition.comparison.startsWith('<') ? -1 : 1,
+      last = frames.indexOf(event.end_frame);
+    let worst: number | null = null;
+    for (let i = frames.indexOf(event.start_frame); i <= last; ++i)
+      if (
+        column.states[i] === State.number &&
+        (worst === null || sense * column.values[i] > sense * column.values[worst])
+      )
         worst = i;
     return worst;
   }

@@ -7,10 +7,16 @@ import { copyable, foreign, h, jpeg, sign } from './dom';
 import { counted, four, grouped, spoken, timeCode } from './format';
 import { conditionText } from './curves';
 import { bySeverity } from './severity';
-import { numberOf, type Picture, type ResultEvent, type Rule } from './types';
+import { numberOf, type Condition, type Picture, type ResultEvent, type Rule } from './types';
 import type { View } from './view';
 import { kindOf, signalParts, signalValue, titled } from './words';
 
+/** What the picture in the middle is where no value says which frame is the worst. */
+const WITHOUT_VALUE: Record<string, string> = {
+  undecodable: 'Right behind',
+  missing: 'Right behind',
+  concealed: 'In it',
+};
 const AT_ONCE = 12; // cards that are made at first, and with each further press
 
 /** What the profile allows of a kind. */
@@ -24,6 +30,13 @@ function allowance(rule: Rule): string {
   return parts.length > 0 ? parts.join(' and ') : '';
 }
 
+/** "Blur: worst 31.4 (samples)". */
+function valueText(report: Report, { indicator: signal }: Condition, worst: number): string {
+  const { indicator, relation } = signalParts(signal);
+  const unit = relation === '' ? (report.indicator(indicator)?.unit ?? '') : '';
+  return `${titled(indicator)}: worst ${signalValue(signal, four(worst))}${unit && unit !== '0 or 1' ? ` (${unit})` : ''}`;
+}
+
 /** The worst value against the rule's threshold, in a sentence. */
 export function valueSentence(report: Report, event: ResultEvent): string {
   const condition = report.leading(event.kind)[0];
@@ -35,17 +48,19 @@ export function valueSentence(report: Report, event: ResultEvent): string {
     };
     return what[event.kind] ?? `The rule held on ${counted(event.frames, 'frame')}.`;
   }
-  const worst = numberOf(event.worst),
-    { indicator } = signalParts(condition.indicator);
-  const unit =
-    signalParts(condition.indicator).relation === '' ? (report.indicator(indicator)?.unit ?? '') : '';
-  const value = `${titled(indicator)}: worst ${signalValue(condition.indicator, four(worst))}${unit && unit !== '0 or 1' ? ` (${unit})` : ''}`;
+  const worst = numberOf(event.worst);
+  const value = valueText(report, condition, worst);
   if (meets(condition, worst)) return `${value}; the rule names what is ${conditionText(condition)}.`;
-  const others = report
-    .leading(event.kind)
-    .slice(1)
-    .map((other) => `${titled(signalParts(other.indicator).indicator)} ${conditionText(other)}`);
-  return `Named by other conditions of the rule${others.length > 0 ? ` (${others.join(', or ')})` : ''}. ${value}.`;
+  const others = report.leading(event.kind).slice(1);
+  for (const other of others) {
+    const found = report.worstPlain(event, other);
+    if (found !== null && meets(other, found))
+      return `${valueText(report, other, found)}; the rule names what is ${conditionText(other)}. ${value} is not enough by itself.`;
+  }
+  const texts = others.map(
+    (other) => `${titled(signalParts(other.indicator).indicator)} ${conditionText(other)}`,
+  );
+  return `Named by other conditions of the rule${texts.length > 0 ? ` (${texts.join(', or ')})` : ''}. ${value}.`;
 }
 
 function severityText(report: Report, event: ResultEvent): string {
@@ -66,14 +81,13 @@ function pictureOf(
   title: string,
   absence: string,
   goTo: (frame: number) => void,
+  aspect: number,
 ): HTMLElement {
-  if (!picture)
-    return h(
-      'figure',
-      { class: `shot ${what} none` },
-      h('div', { class: 'empty' }, absence),
-      h('figcaption', {}, h('b', {}, title)),
-    );
+  if (!picture) {
+    const empty = h('div', { class: 'empty' }, absence);
+    empty.style.aspectRatio = String(aspect || 1.6);
+    return h('figure', { class: `shot ${what} none` }, empty, h('figcaption', {}, h('b', {}, title)));
+  }
   return h(
     'figure',
     { class: `shot ${what}` },
@@ -101,15 +115,17 @@ function pictures(report: Report, index: number, goTo: (frame: number) => void):
       : 'This report was made without the video, so it has no pictures.';
     return h('p', { class: 'no-pictures' }, why);
   }
-  const { start_frame: first, end_frame: last } = report.result.events[index];
+  const { kind, start_frame: first, end_frame: last } = report.result.events[index];
+  const aspect = report.album?.aspect ?? 0,
+    seen = report.isPart ? 'the part' : 'the video';
   const begins = report.frames && first <= report.frames.first;
   const ends = report.frames && last >= report.frames.first + report.frames.count - 1;
   return h(
     'div',
     { class: 'shots' },
-    pictureOf(own.before, 'before', 'Before', begins ? 'the video begins with it' : 'no picture', goTo),
-    pictureOf(own.worst, 'worst', 'Worst', 'no picture', goTo),
-    pictureOf(own.after, 'after', 'After', ends ? 'the video ends with it' : 'no picture', goTo),
+    pictureOf(own.before, 'before', 'Before', begins ? `${seen} begins with it` : 'no picture', goTo, aspect),
+    pictureOf(own.worst, 'worst', WITHOUT_VALUE[kind] ?? 'Worst', 'no picture', goTo, aspect),
+    pictureOf(own.after, 'after', 'After', ends ? `${seen} ends with it` : 'no picture', goTo, aspect),
   );
 }
 
@@ -193,47 +209,76 @@ function filters(report: Report, shown: Set<string>, changed: () => void): HTMLE
     .filter((button): button is HTMLButtonElement => button !== null);
 }
 
+/** The cards, which are made a few at a time. */
+class CardList {
+  readonly element = h('div', { class: 'cards' });
+  readonly more = h('button', { type: 'button', class: 'more', click: () => this.make(this.made + AT_ONCE) });
+  private sequence: number[] = [];
+  private made = 0;
+
+  constructor(
+    private readonly report: Report,
+    private readonly view: View,
+    private readonly actions: Actions,
+  ) {
+    view.on('event', () => {
+      const place = view.event === null ? -1 : this.sequence.indexOf(view.event);
+      if (place >= this.made) this.make(place + 1);
+      this.mark();
+    });
+  }
+
+  fill(sequence: number[]): void {
+    this.sequence = sequence;
+    this.element.replaceChildren();
+    this.made = 0;
+    this.make(AT_ONCE);
+  }
+
+  private make(until: number): void {
+    const { sequence, made } = this;
+    this.element.append(
+      ...sequence.slice(made, until).map((index) => card(this.report, index, this.actions)),
+    );
+    this.made = Math.max(made, Math.min(until, sequence.length));
+    const left = sequence.length - this.made;
+    this.more.hidden = left === 0;
+    this.more.textContent = `Show ${Math.min(AT_ONCE, left)} more of ${grouped(left)}`;
+    this.mark();
+  }
+
+  private mark(): void {
+    for (const element of this.element.children)
+      element.setAttribute(
+        'aria-current',
+        String(Number((element as HTMLElement).dataset.event) === this.view.event),
+      );
+  }
+
+  neighbour(of: number | null, by: number): number | null {
+    const { sequence } = this;
+    if (sequence.length === 0) return null;
+    const place = of === null ? (by > 0 ? -1 : sequence.length) : sequence.indexOf(of);
+    return sequence[Math.min(Math.max(place + by, 0), sequence.length - 1)];
+  }
+}
+
 export function cards(report: Report, view: View, actions: Actions): Cards {
   const { events } = report.result;
   const shown = new Set<string>(['fail', 'warn', 'info']);
-  const list = h('div', { class: 'cards' });
-  const more = h('button', { type: 'button', class: 'more' });
+  const list = new CardList(report, view, actions);
   const order = h(
     'select',
     { 'aria-label': 'Order of the events' },
     h('option', { value: 'worst' }, 'Worst first'),
     h('option', { value: 'time' }, 'By time'),
   );
-  let sequence: number[] = [],
-    made = 0;
-  const make = (until: number) => {
-    list.append(...sequence.slice(made, until).map((index) => card(report, index, actions)));
-    made = Math.max(made, Math.min(until, sequence.length));
-    more.hidden = made >= sequence.length;
-    more.textContent = `Show ${Math.min(AT_ONCE, sequence.length - made)} more of ${grouped(sequence.length - made)}`;
-    mark();
-  };
-  const mark = () => {
-    for (const element of list.children)
-      element.setAttribute(
-        'aria-current',
-        String(Number((element as HTMLElement).dataset.event) === view.event),
-      );
-  };
   const fill = () => {
-    sequence = events.map((_, index) => index).filter((index) => shown.has(events[index].severity));
+    const sequence = events.map((_, index) => index).filter((index) => shown.has(events[index].severity));
     if (order.value === 'worst') sequence.sort((a, b) => bySeverity(events[a], events[b]) || a - b);
-    list.replaceChildren();
-    made = 0;
-    make(AT_ONCE);
+    list.fill(sequence);
   };
-  more.addEventListener('click', () => make(made + AT_ONCE));
   order.addEventListener('change', fill);
-  view.on('event', () => {
-    const place = view.event === null ? -1 : sequence.indexOf(view.event);
-    if (place >= made) make(place + 1);
-    mark();
-  });
   fill();
   const element = h(
     'section',
@@ -246,13 +291,8 @@ export function cards(report: Report, view: View, actions: Actions): Cards {
       events.length > 1 ? order : null,
     ),
     events.length === 0 ? h('p', {}, 'No rule of the profile held anywhere.') : null,
-    list,
-    more,
+    list.element,
+    list.more,
   );
-  const neighbour = (of: number | null, by: number) => {
-    if (sequence.length === 0) return null;
-    const place = of === null ? (by > 0 ? -1 : sequence.length) : sequence.indexOf(of);
-    return sequence[Math.min(Math.max(place + by, 0), sequence.length - 1)];
-  };
-  return { element, neighbour };
+  return { element, neighbour: (of, by) => list.neighbour(of, by) };
 }

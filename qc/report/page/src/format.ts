@@ -23,7 +23,7 @@ export function four(value: number): string {
   if (!Number.isFinite(value)) return value > 0 ? '∞' : '−∞';
   const text = String(Number(value.toPrecision(4)));
   const small = value !== 0 && Math.abs(value) < 1e-4;
-  return (small ? String(Number(value.toPrecision(4)).toExponential()) : text).replace('-', '−');
+  return (small ? String(Number(value.toPrecision(4)).toExponential()) : text).replaceAll('-', '−');
 }
 
 /** "1 frame", "1,200 frames". */
@@ -37,9 +37,10 @@ export function grouped(count: number): string {
 
 /** 0.6 s, 12.4 s, 3 min 20 s, 2 h 3 min: for reading, not for finding a place. */
 export function spoken(seconds: number): string {
-  if (seconds < 60) return `${Number(seconds.toFixed(seconds < 10 ? 2 : 1))} s`;
-  const minutes = Math.floor(seconds / 60);
-  if (minutes < 60) return `${minutes} min ${Math.round(seconds % 60)} s`;
+  if (seconds < 59.95) return `${Number(seconds.toFixed(seconds < 10 ? 2 : 1))} s`;
+  const whole = Math.round(seconds),
+    minutes = Math.floor(whole / 60);
+  if (minutes < 60) return `${minutes} min ${whole % 60} s`;
   return `${Math.floor(minutes / 60)} h ${minutes % 60} min`;
 }
 

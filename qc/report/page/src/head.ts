@@ -41,6 +41,17 @@ export function verdictSentence({ result }: Report): string {
   return `${counted(broken.length, 'rule')} of ${name} ${broken.length === 1 ? 'is' : 'are'} broken (${judged}).`;
 }
 
+/** Which part of the video the report is of. */
+function partSentence(report: Report): string | null {
+  if (!report.isPart) return null;
+  const { frames, result } = report;
+  const numbers = frames ? `, frames ${frames.first} to ${frames.first + frames.count - 1}` : '';
+  const whole = result.input.duration === null ? '' : `, which lasts ${timeCode(result.input.duration)},`;
+  const from = timeCode(report.start),
+    to = timeCode(report.start + result.measured.duration);
+  return `Only a part of the video${whole} was measured: ${from} to ${to}${numbers}.`;
+}
+
 /** The broken rules, each with a way to the longest of its events. */
 function wrongs(report: Report, go: (event: number) => void): HTMLElement | null {
   const { broken_rules: broken, events } = report.result;
@@ -75,15 +86,12 @@ function wrongs(report: Report, go: (event: number) => void): HTMLElement | null
 function facts({ result }: Report): HTMLElement {
   const { input, measured, profile, tool } = result;
   const rate = input.average_rate ?? input.rate;
-  const { start, duration, frames } = result.settings;
-  const part = [
-    start === null ? '' : `from ${start}`,
-    duration === null ? '' : `for ${duration}`,
-    frames === null ? '' : counted(frames, 'frame'),
-  ].filter(Boolean);
+  const asked = (['start', 'duration', 'frames', 'range'] as const)
+    .filter((name) => (result.settings[name] ?? null) !== null)
+    .map((name) => `--${name} ${result.settings[name]}`);
   const rows: [string, string | null][] = [
     ['Duration', `${timeCode(measured.duration)}, ${counted(measured.frames, 'frame')} measured`],
-    ['Asked for', part.join(', ') || null],
+    ['Asked for', asked.join(' ') || null],
     [
       'Picture',
       `${input.width} × ${input.height}, ${four(rate)} frames/s${input.rate_origin === 'default' ? ' (assumed)' : ''}`,
@@ -141,6 +149,7 @@ export function head(report: Report, go: (event: number) => void): HTMLElement {
       h('h1', {}, foreign(baseName(input.path))),
       h('p', { class: 'path' }, foreign(input.path)),
       h('p', { class: 'sentence' }, verdictSentence(report)),
+      h('p', { class: 'part', hidden: !report.isPart }, partSentence(report)),
       result.reason && verdict !== 'unmeasured' ? h('p', { class: 'doubt' }, foreign(result.reason)) : null,
       wrongs(report, go),
     ),

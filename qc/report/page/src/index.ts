@@ -191,18 +191,27 @@ function list(rows: Rows): {
   return { element, show, focus };
 }
 
-/** The controls; `changed` is told what is wished. */
-function controls(rows: Rows, changed: (wish: Wish) => void): HTMLElement {
+/** A chip for each verdict there is, which takes it out of `verdicts` or puts it back. */
+function chips(rows: Rows, verdicts: Set<Verdict>, changed: () => void): HTMLElement[] {
   const counts = rows.verdicts();
-  const all = (Object.keys(VERDICTS) as Verdict[]).filter((verdict) => counts.has(verdict));
-  const verdicts = new Set<Verdict>(all);
-  const search = h('input', {
-    type: 'search',
-    placeholder: 'Search names',
-    'aria-label': 'Search names and paths',
-    spellcheck: 'false',
+  return [...verdicts].map((verdict) => {
+    const chip = h(
+      'button',
+      { type: 'button', class: 'chip', 'aria-pressed': 'true' },
+      sign(verdict),
+      ` ${VERDICTS[verdict]} ${grouped(counts.get(verdict) ?? 0)}`,
+    );
+    chip.addEventListener('click', () => {
+      if (!verdicts.delete(verdict)) verdicts.add(verdict);
+      chip.setAttribute('aria-pressed', String(verdicts.has(verdict)));
+      changed();
+    });
+    return chip;
   });
-  const kind = h(
+}
+
+function kindChoice(rows: Rows): HTMLSelectElement {
+  return h(
     'select',
     { 'aria-label': 'Events of a kind' },
     h('option', { value: '' }, 'Events of any kind, or none'),
@@ -212,6 +221,19 @@ function controls(rows: Rows, changed: (wish: Wish) => void): HTMLElement {
         h('option', { value: entry.kind }, `${kindOf(entry.kind).title} (${grouped(entry.count)})`),
       ),
   );
+}
+
+/** The controls; `changed` is told what is wished. */
+function controls(rows: Rows, changed: (wish: Wish) => void): HTMLElement {
+  const counts = rows.verdicts();
+  const verdicts = new Set((Object.keys(VERDICTS) as Verdict[]).filter((verdict) => counts.has(verdict)));
+  const search = h('input', {
+    type: 'search',
+    placeholder: 'Search names',
+    'aria-label': 'Search names and paths',
+    spellcheck: 'false',
+  });
+  const kind = kindChoice(rows);
   const order = h(
     'select',
     { 'aria-label': 'Order' },
@@ -231,32 +253,24 @@ function controls(rows: Rows, changed: (wish: Wish) => void): HTMLElement {
       order: order.value as Order,
       descending: (order.value !== 'name') !== turned,
     });
-  const chips = all.map((verdict) => {
-    const chip = h(
-      'button',
-      { type: 'button', class: 'chip', 'aria-pressed': 'true' },
-      sign(verdict),
-      ` ${VERDICTS[verdict]} ${grouped(counts.get(verdict) ?? 0)}`,
-    );
-    chip.addEventListener('click', () => {
-      if (!verdicts.delete(verdict)) verdicts.add(verdict);
-      chip.setAttribute('aria-pressed', String(verdicts.has(verdict)));
-      tell();
-    });
-    return chip;
-  });
+  const turn = (round: boolean) => {
+    turned = round;
+    tell();
+  };
   search.addEventListener('input', tell);
   kind.addEventListener('change', tell);
-  order.addEventListener('change', () => {
-    turned = false;
-    tell();
-  });
-  direction.addEventListener('click', () => {
-    turned = !turned;
-    tell();
-  });
+  order.addEventListener('change', () => turn(false));
+  direction.addEventListener('click', () => turn(!turned));
   queueMicrotask(tell);
-  return h('div', { class: 'controls', role: 'search' }, search, ...chips, kind, order, direction);
+  return h(
+    'div',
+    { class: 'controls', role: 'search' },
+    search,
+    ...chips(rows, verdicts, tell),
+    kind,
+    order,
+    direction,
+  );
 }
 
 function start(): void {

@@ -22,6 +22,7 @@ const HELP: [string, string][] = [
   ['0', 'see the whole'],
   ['wheel', 'over curves and lanes: zoom; sideways: earlier, later'],
   ['drag', 'over curves: zoom to what is marked; double click: the whole'],
+  ['touch', 'over curves and lanes: move by one finger, zoom by two'],
 ];
 
 function actionOf(event: KeyboardEvent, commands: Commands): (() => void) | undefined {

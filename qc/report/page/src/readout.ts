@@ -36,7 +36,7 @@ function valueList(report: Report): { list: HTMLElement; values: Map<string, HTM
 
 export function readout(report: Report, view: View): HTMLElement {
   const { frames } = report;
-  const picture = h('div', { class: 'picture', hidden: !report.album });
+  const picture = h('div', { class: 'picture', hidden: report.nearestPicture(0) === null });
   const caption = h('p', { class: 'caption' });
   const place = h('p', { class: 'place' });
   const { list, values } = valueList(report);

@@ -45,7 +45,7 @@ function toolbar(report: Report, view: View, next: (by: number) => void, help: H
   );
   const update = () => {
     seen.textContent = view.isWhole
-      ? `Whole: ${timeCode(view.start)} – ${timeCode(view.end)}`
+      ? `${report.isPart ? 'Part' : 'Whole'}: ${timeCode(view.start)} – ${timeCode(view.end)}`
       : `${timeCode(view.from)} – ${timeCode(view.to)}`;
     const event = view.event === null ? null : report.result.events[view.event];
     chosen.textContent = event ? eventName(event) : '';
@@ -169,7 +169,7 @@ async function start(): Promise<void> {
   try {
     const report = await readReport();
     const { verdict, input } = report.result;
-    document.title = `${VERDICTS[verdict] ?? verdict}: ${baseName(input.path)}`;
+    document.title = `${VERDICTS[verdict] ?? verdict}: ${baseName(input.path)}${report.isPart ? ' (part)' : ''}`;
     page.replaceChildren(build(report));
   } catch (error) {
     page.replaceChildren(h('p', { class: 'failure', role: 'alert' }, (error as Error).message));

@@ -41,68 +41,76 @@ function statistic(
   };
 }
 
-function fields(goTo: (frame: number) => void): Field[] {
-  return [
-    {
-      title: 'Indicator',
-      about: 'in the order of the files',
-      key: (line) => line.order,
-      cell: ({ indicator }) => h('span', { title: aboutIndicator(indicator.name) }, titled(indicator.name)),
-    },
-    {
-      title: 'Unit',
-      about: '',
-      key: ({ indicator }) => indicator.unit,
-      cell: ({ indicator }) =>
+/** What a line is of. */
+const NAMES: Field[] = [
+  {
+    title: 'Indicator',
+    about: 'in the order of the files',
+    key: (line) => line.order,
+    cell: ({ indicator }) => h('span', { title: aboutIndicator(indicator.name) }, titled(indicator.name)),
+  },
+  {
+    title: 'Unit',
+    about: '',
+    key: ({ indicator }) => indicator.unit,
+    cell: ({ indicator }) =>
+      h(
+        'span',
+        {},
+        indicator.unit,
+        ' ',
         h(
           'span',
-          {},
-          indicator.unit,
-          ' ',
-          h(
-            'span',
-            { class: 'arrow', role: 'img', 'aria-label': worseText(indicator), title: worseText(indicator) },
-            worseText(indicator).charAt(0),
-          ),
+          { class: 'arrow', role: 'img', 'aria-label': worseText(indicator), title: worseText(indicator) },
+          worseText(indicator).charAt(0),
         ),
-    },
-    statistic('mean', 'Mean', ''),
-    statistic('min', 'Least', ''),
-    statistic('p5', '5 %', '5 in 100 frames are below'),
-    statistic('median', 'Median', 'half of the frames are below'),
-    statistic('p95', '95 %', '95 in 100 frames are below'),
-    statistic('max', 'Largest', ''),
-    {
-      title: 'NaN',
-      about: 'frames whose value cannot be formed',
-      key: (line) => line.summary?.nan ?? 0,
-      cell: (line) => (line.summary?.nan ? grouped(line.summary.nan) : '–'),
-    },
-    {
-      title: 'Events',
-      about: 'of rules that look at it',
-      key: (line) => line.events,
-      cell: (line) => (line.events ? grouped(line.events) : '–'),
-    },
-    {
-      title: 'Worst frame',
-      about: '',
-      key: (line) => line.summary?.worst_time ?? NaN,
-      cell: ({ indicator, summary }) =>
-        summary?.worst_frame === undefined
-          ? '–'
-          : h(
-              'button',
-              {
-                type: 'button',
-                class: 'where',
-                title: `Go to the worst frame of ${titled(indicator.name)}`,
-                click: () => goTo(summary.worst_frame!),
-              },
-              `${timeCode(summary.worst_time ?? 0)} · ${summary.worst_frame}`,
-            ),
-    },
-  ];
+      ),
+  },
+];
+
+const STATISTICS: Field[] = [
+  statistic('mean', 'Mean', ''),
+  statistic('min', 'Least', ''),
+  statistic('p5', '5 %', '5 in 100 frames are below'),
+  statistic('median', 'Median', 'half of the frames are below'),
+  statistic('p95', '95 %', '95 in 100 frames are below'),
+  statistic('max', 'Largest', ''),
+];
+
+const COUNTS: Field[] = [
+  {
+    title: 'NaN',
+    about: 'frames whose value cannot be formed',
+    key: (line) => line.summary?.nan ?? 0,
+    cell: (line) => (line.summary?.nan ? grouped(line.summary.nan) : '–'),
+  },
+  {
+    title: 'Events',
+    about: 'of rules that look at it',
+    key: (line) => line.events,
+    cell: (line) => (line.events ? grouped(line.events) : '–'),
+  },
+];
+
+function worstFrame(goTo: (frame: number) => void): Field {
+  return {
+    title: 'Worst frame',
+    about: '',
+    key: (line) => line.summary?.worst_time ?? NaN,
+    cell: ({ indicator, summary }) =>
+      summary?.worst_frame === undefined
+        ? '–'
+        : h(
+            'button',
+            {
+              type: 'button',
+              class: 'where',
+              title: `Go to the worst frame of ${titled(indicator.name)}`,
+              click: () => goTo(summary.worst_frame!),
+            },
+            `${timeCode(summary.worst_time ?? 0)} · ${summary.worst_frame}`,
+          ),
+  };
 }
 
 /** Values that are no numbers come last whichever way is sorted. */
@@ -119,7 +127,7 @@ export function summaryTable(report: Report, goTo: (frame: number) => void): HTM
     summary: report.result.summary[indicator.name] ?? null,
     events: report.eventsOf(indicator.name).length,
   }));
-  const columns = fields(goTo);
+  const columns = [...NAMES, ...STATISTICS, ...COUNTS, worstFrame(goTo)];
   const body = h('tbody');
   const heads = columns.map((field, at) =>
     h(

@@ -8,25 +8,30 @@ import { timeCode } from './format';
 import { lanes } from './lanes';
 import { overview, ruler } from './overview';
 import { onThemeChange } from './theme';
+import { touchZoom } from './touch';
 import type { View } from './view';
 import { wheelZoom } from './wheel';
 
 /** Pictures side by side, each where its time is; between those of the strip there are none. */
 function filmstrip(report: Report, view: View): { element: HTMLElement; draw: () => void } {
-  const { album } = report;
-  const track = h('div', { class: 'track film', 'aria-hidden': 'true', hidden: !album });
-  const label = album ? 'Pictures' : 'No pictures: made without the video';
+  const { album } = report,
+    shown = album !== null && album.strip.length > 0;
+  const track = h('div', { class: 'track film', 'aria-hidden': 'true', hidden: !shown });
+  const note = album
+    ? album.note || (shown ? '' : album.reason || 'No picture could be had of the video.')
+    : 'This page was made of the result alone, without the video, so it has no pictures. ' +
+      'lumagauge-qc --html-from NAME.json --video FILE makes it with them.';
   const element = h(
     'div',
     { class: 'strip row' },
-    h('div', { class: 'gutter' }, label),
+    h('div', { class: 'gutter' }, 'Pictures'),
     track,
-    album?.note ? h('p', { class: 'note' }, album.note) : null,
+    note ? h('p', { class: 'note' }, note) : null,
   );
   const draw = () => {
     const height = track.clientHeight,
       width = track.clientWidth;
-    if (!album || width === 0) return;
+    if (!shown || width === 0) return;
     const cells = Math.max(1, Math.round(width / Math.max(height * album.aspect, 24)));
     const span = (view.to - view.from) / cells;
     const images: HTMLElement[] = [];
@@ -58,6 +63,23 @@ export interface Timeline {
   drawAxis: (width: number) => void;
 }
 
+function stayingBar(
+  report: Report,
+  buttons: HTMLElement,
+  whole: HTMLElement,
+  axis: HTMLElement,
+): HTMLElement {
+  const row = (label: HTMLElement, track: HTMLElement) =>
+    h('div', { class: 'row' }, label, h('div', { class: 'track' }, track));
+  return h(
+    'div',
+    { class: 'bar', role: 'region', 'aria-label': 'Time' },
+    buttons,
+    row(h('div', { class: 'gutter' }, report.isPart ? 'Part' : 'Whole'), whole),
+    row(h('div', { class: 'gutter seen' }), axis),
+  );
+}
+
 export function timeline(
   report: Report,
   view: View,
@@ -68,23 +90,7 @@ export function timeline(
     small = overview(report, view),
     axis = ruler(view),
     events = lanes(report, view, choose);
-  const bar = h(
-    'div',
-    { class: 'bar', role: 'region', 'aria-label': 'Time' },
-    buttons,
-    h(
-      'div',
-      { class: 'row' },
-      h('div', { class: 'gutter' }, 'Whole'),
-      h('div', { class: 'track' }, small.element),
-    ),
-    h(
-      'div',
-      { class: 'row' },
-      h('div', { class: 'gutter seen' }),
-      h('div', { class: 'track' }, axis.element),
-    ),
-  );
+  const bar = stayingBar(report, buttons, small.element, axis.element);
   const line = h('div', { class: 'cursor-line', hidden: true });
   const element = h(
     'section',
@@ -115,6 +121,7 @@ export function timeline(
   onThemeChange(draw);
   new ResizeObserver(all).observe(bar);
   wheelZoom(element, view, '.track');
+  touchZoom(element, view, '.track');
   element.addEventListener('mousemove', (event) => {
     const track = (event.target as Element).closest('.track');
     if (!track) return;

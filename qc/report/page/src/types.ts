@@ -70,9 +70,16 @@ export interface Result {
     average_rate: number | null;
     rate: number;
     rate_origin: string;
+    duration: number | null;
     warnings: string[];
   };
-  settings: { indicators: string[]; start: string | null; duration: string | null; frames: number | null };
+  settings: {
+    indicators: string[];
+    start: string | null;
+    duration: string | null;
+    frames: number | null;
+    range?: string | null; // results of earlier versions lack it
+  };
   profile: { name: string; rules: Record<string, Rule> };
   measured: { frames: number; duration: number };
   warnings: string[];
@@ -114,7 +121,6 @@ export interface Pictures {
   events: EventPictures[];
   without: number; // events that have no pictures
   reason: string; // why
-  exact: boolean; // false: the nearest pictures that were kept, not those asked for
 }
 
 export interface ColumnHead {
