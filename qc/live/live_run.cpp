@@ -73,6 +73,7 @@ private:
   bool isDoubtful = false;
 
   bool isLost = false;
+  double lossTime = 0;                        ///< where the frames stood then
   std::int64_t arrivalsAtLoss = 0;            ///< of `waitClock`
   Clock::time_point lastFrame = Clock::now(); ///< when the last one came, else the run's start
   /// What is added to the frames of the connection, which count from 0.
@@ -196,8 +197,10 @@ void LiveRun::take(FrameRecord record) {
     judge.signalBack(record.time, secondsSince(lastFrame));
     isLost = false;
   }
-  lastFrame = Clock::now();
-  metrics.frame(record);
+  if (!isLost) {
+    lastFrame = Clock::now();
+    metrics.frame(record);
+  }
   parts.add(record);
   judge.add(record);
 }
@@ -206,7 +209,10 @@ void LiveRun::take(FrameRecord record) {
 void LiveRun::place(FrameRecord &record) {
   if (!isPlaced) {
     begin = next;
-    begin.time += judge.totals().frames > 0 || isLost ? secondsSince(lastFrame) : 0;
+    if (isLost)
+      begin.time = std::max(begin.time, lossTime + secondsSince(lastFrame));
+    else if (judge.totals().frames > 0)
+      begin.time += secondsSince(lastFrame);
     begin.frame -= record.frame;
     begin.time -= record.time;
     isPlaced = true;
@@ -235,8 +241,11 @@ bool LiveRun::comesBack(const VideoSource &source, const InputEnd &end) {
 }
 
 void LiveRun::lose(const std::string &reason) {
+  if (isLost)
+    return;
   judge.signalLost(next.time, reason, secondsSince(lastFrame));
   isLost = true;
+  lossTime = next.time;
   arrivalsAtLoss = waitClock.arrivals();
 }
 

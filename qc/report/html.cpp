@@ -3,6 +3,8 @@
 #include "qc/report/html_text.h"
 #include "qc/report/page.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <numeric>
@@ -19,6 +21,8 @@ namespace {
 constexpr std::size_t MOST_PACKED_BYTES = 4'900'000;
 /// Events in the row of an index.
 constexpr std::size_t MOST_ROW_EVENTS = 40;
+/// What asks for less than the whole video.
+constexpr std::array PART_SETTINGS{"start", "duration", "frames", "range"};
 
 void writeScript(std::ostream &stream, std::string_view id, const Json &data) {
   stream << scriptStart(id) << scriptText(data) << SCRIPT_END << '\n';
@@ -122,6 +126,20 @@ std::vector<std::size_t> worstFirst(const Json &events) {
   return order;
 }
 
+/// Whether less than the whole video was measured.
+bool isOfPart(const Json &document) {
+  const Json &settings = document.at("settings"), &whole = document.at("input").at("duration"),
+             &measured = document.at("measured");
+  const bool isAsked =
+      std::any_of(PART_SETTINGS.begin(), PART_SETTINGS.end(),
+                  [&](const char *name) { return !settings.value(name, Json()).is_null(); });
+  const std::int64_t frames = measured.at("frames");
+  const double duration = numberOf(measured.at("duration"));
+  const bool isAll = whole.is_number() && frames > 0 &&
+                     duration >= whole.get<double>() - duration / static_cast<double>(frames);
+  return frames > 0 && !isAll && (isAsked || document.value("interrupted", false));
+}
+
 Json rowJson(const std::string &name, const Json &document, const std::string &json,
              const ReportPictures *pictures) {
   const Json &all = document.at("events");
@@ -140,6 +158,7 @@ Json rowJson(const std::string &name, const Json &document, const std::string &j
            {"reason", document.at("reason")},
            {"frames", document.at("measured").at("frames")},
            {"duration", document.at("measured").at("duration")},
+           {"part", isOfPart(document)},
            {"events", events},
            {"moreEvents", all.size() - events.size()},
            {"result", documentDigest(document)},

@@ -205,9 +205,14 @@ int LibavInput::readPacket(AVPacket &packet) {
   clock.start();
   const std::int64_t bytes = format->pb != nullptr ? format->pb->bytes_read : 0;
   const int code = checkMemory(av_read_frame(format, &packet));
-  timedOut = code < 0 && patience.seconds && clock.seconds() >= *patience.seconds;
-  // At the end demuxers give out what they still hold.
-  clock.stop(format->pb != nullptr ? format->pb->bytes_read > bytes : code >= 0);
+  // At the end, and when a read fails for want of bytes, demuxers give out what they still hold.
+  const bool hasEnded = code < 0 || (format->pb != nullptr && format->pb->eof_reached != 0);
+  const bool arrived = !hasEnded && (format->pb == nullptr || format->pb->bytes_read > bytes);
+  if (hasEnded && patience.seconds && clock.seconds() >= *patience.seconds)
+    timedOut = true;
+  else if (arrived)
+    timedOut = false;
+  clock.stop(arrived);
   return code;
 }
 

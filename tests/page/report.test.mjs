@@ -366,18 +366,10 @@ test('markup and script in names, metadata and messages are text', async () => {
 });
 
 test('what is missing or broken is said', async () => {
-  const { result } = data,
-    settings = { ...result.settings, start: '1', duration: '3' };
-  const whole = { ...result, settings: { ...settings, start: '0' } }; // and it ends with its end
-  const part = { ...result, settings, input: { ...result.input, duration: 9 } };
+  const part = { ...data, row: { ...data.row, part: true } };
   const cases = [
-    [
-      { ...data, result: part },
-      '.part',
-      /^Only a part .* 00:00:09\.000, .* 00:00:03\.840, frames 0 to 95\.$/,
-    ],
-    [{ ...data, result: part }, '.seen-text', /^Part: /],
-    [{ ...data, result: whole }, '.seen-text', /^Whole: /],
+    [part, '.part', /^Only a part .* was measured: 00.* to 00:00:03\.840, frames 0 to 95\.$/],
+    [part, '.seen-text', /^Part: /],
     [{ ...data, pictures: undefined }, '.strip', /made of the result alone.* --video FILE/],
     [{ ...data, pictures: { ...data.pictures, strip: [], reason: 'Too late.' } }, '.strip', /Too late/],
     [{ ...data, result: undefined }, '.failure', /no result in it/],

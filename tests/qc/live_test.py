@@ -252,8 +252,12 @@ class LiveTest(InFolder):
                          f"udp://127.0.0.1:{port}")
         for count in (1, 2):
             run.wait_for("open", count, kind="signal_lost")  # at first there is none yet
+            if count == 2:
+                time.sleep(1.5)  # what the demuxer still held is no sign of a signal meanwhile
             subprocess.run(sender, check=True)
-            run.wait_for("close", count, kind="signal_lost")
+            back = run.wait_for("close", count, kind="signal_lost")
+        self.assertGreater(back["waited"], 1.5)
+        self.assertAlmostEqual(back["end"] - back["start"], back["waited"], delta=0.5)
         run.process.send_signal(signal.SIGINT)
         self.assertEqual(run.finish(), 128 + signal.SIGINT)
         self.assertGreater(run.lines[-1]["frames"], 30)

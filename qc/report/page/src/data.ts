@@ -11,6 +11,7 @@ import type {
   Pictures,
   Result,
   ResultEvent,
+  Row,
   Rule,
 } from './types';
 import { numberOf } from './types';
@@ -39,6 +40,7 @@ export class Report {
     readonly frames: FrameTable | null,
     readonly framesProblem: string,
     readonly album: Pictures | null,
+    readonly isPart: boolean, // less than the whole video was measured
   ) {
     const known = new Map((indicators ?? []).map((indicator) => [indicator.name, indicator]));
     this.indicators = result.settings.indicators.map(
@@ -62,16 +64,6 @@ export class Report {
       (end, event) => Math.max(end, event.end),
       Math.max(this.start + measured.duration, last + this.frameTime),
     );
-  }
-
-  /** Whether less than the whole video was measured. */
-  get isPart(): boolean {
-    const { settings, input, measured, interrupted } = this.result;
-    const { start, duration, frames, range } = settings;
-    if (!interrupted && (start ?? duration ?? frames ?? range ?? null) === null) return false;
-    const begins = (this.frames?.first ?? 0) === 0,
-      ends = input.duration !== null && measured.duration >= input.duration - this.frameTime;
-    return !(begins && ends);
   }
 
   get frameTime(): number {
@@ -204,5 +196,6 @@ export async function readReport(): Promise<Report> {
     frames,
     problem,
     embedded<Pictures>('pictures'),
+    embedded<Row>('row')?.part ?? false,
   );
 }

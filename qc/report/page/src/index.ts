@@ -116,8 +116,14 @@ function line(row: Row, place: number): HTMLElement {
     h(
       'div',
       { role: 'cell', class: 'time' },
-      h('span', {}, timeCode(row.duration)),
-      h('span', { class: 'amount' }, counted(row.frames, 'frame'), ' ', file),
+      h('span', {}, row.frames > 0 ? timeCode(row.duration) : ''),
+      h(
+        'span',
+        { class: 'amount' },
+        row.frames > 0 ? counted(row.frames, 'frame') : '',
+        row.part ? ', a part ' : ' ',
+        file,
+      ),
     ),
     h('div', { role: 'cell', class: 'look' }, strip(row, link)),
   );

@@ -144,6 +144,7 @@ export interface Row {
   verdict: Verdict;
   frames: number;
   duration: number;
+  part?: boolean; // less than the whole video was measured
   events: { kind: string; severity: Severity; start: number; end: number }[];
   moreEvents?: number;
   strip?: string;
