@@ -59,7 +59,6 @@ void START_THREAD(__wrap_)(void *thread, void *state, void (*depend)()) {
 }
 }
 
-#if !INSTRUMENTED // sanitizers have an allocator of their own
 extern "C" {
 std::atomic<bool> isReading = false; // libraries end the process if they lack memory as they load
 
@@ -69,6 +68,7 @@ int __wrap_avformat_open_input(void *input, const char *url, const void *format,
   return __real_avformat_open_input(input, url, format, options);
 }
 
+#if !INSTRUMENTED // sanitizers have an allocator of their own
 // Libav, which takes memory by it alone, is linked dynamically and finds this one first.
 int posix_memalign(void **memory, size_t alignment, size_t size) {
   const bool isLacking = isReading && isToFail("LUMAGAUGE_FAIL_LIBAV");
@@ -78,5 +78,5 @@ int posix_memalign(void **memory, size_t alignment, size_t size) {
   *memory = taken;
   return 0;
 }
-}
 #endif
+}
