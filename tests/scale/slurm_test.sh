@@ -134,6 +134,14 @@ processes_of_part() {
     ! grep -qzsxF "SLURM_ARRAY_TASK_ID=$1" "/proc/$process/environ" || echo "$process"
   done
 }
+# Those that watch over the processes and tell Slurm of their end; they hide their environment.
+watchers_of() {
+  local process parent
+  for process; do
+    parent=$(sed -n 's/^PPid:[[:space:]]*//p' "/proc/$process/status" 2>/dev/null) || continue
+    [[ $(cat "/proc/$parent/comm" 2>/dev/null) != slurmstepd ]] || echo "$parent"
+  done
+}
 is_stopped() {
   local process
   for process in $(processes_of_part "$1"); do
@@ -174,6 +182,7 @@ kill -KILL "${doomed[@]}"
 until_true 60 is_stopped "$long_part" || wrong "part $long_part did not begin"
 node=$(sed -n "s/^== part $long_part on \(n[12]\), try 1/\1/p" out/slurm/*_"$long_part".log)
 mapfile -t doomed < <(processes "$node")
+mapfile -t -O "${#doomed[@]}" doomed < <(watchers_of "${doomed[@]}")
 doomed+=("${daemons[$node]}")
 kill -STOP "${doomed[@]}" # all at once, as by a power cut: none tells of another's death
 kill -KILL "${doomed[@]}"
