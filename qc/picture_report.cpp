@@ -34,7 +34,7 @@ std::optional<double> originOf(std::optional<double> startTime, bool streamTimes
 
 /// Made anew, of a file that the result may be of.
 ReportPictures picturesFrom(const std::string &file, const SourceOptions &given,
-                            const std::string &document, const FrameIndex &frames) {
+                            const std::string &document, const ShownFrames &frames) {
   const MeasuredVideo video = measuredVideo(document);
   PictureOrder order{.input = file,
                      .source = given,
@@ -107,7 +107,7 @@ void PictureReport::finish(const InputInfo &info, const std::string &document,
 
 bool remakePage(const ResultPaths &paths, const std::string &input,
                 const SourceOptions &source) try {
-  remakeReport(paths.json, paths.html, [&](const std::string &document, const FrameIndex &frames) {
+  remakeReport(paths.json, paths.html, [&](const std::string &document, const ShownFrames &frames) {
     return picturesFrom(input, source, document, frames);
   });
   return true;
@@ -124,7 +124,7 @@ void makePageFrom(const Options &options) {
     html = options.htmlFile;
   PictureMaker maker;
   if (!options.video.empty())
-    maker = [&](const std::string &document, const FrameIndex &frames) {
+    maker = [&](const std::string &document, const ShownFrames &frames) {
       checkVideo(options.video, document);
       return picturesFrom(options.video, options.source, document, frames);
     };

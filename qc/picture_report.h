@@ -33,7 +33,7 @@ private:
   std::string input;
   SourceOptions source;
   PictureKeeper keeper;
-  FrameIndex frames;
+  ShownFrames frames;
   HtmlReport page;
 };
 

@@ -4,8 +4,8 @@
 #ifndef LUMAGAUGE_QC_PICTURES_EVENT_FRAMES_H
 #define LUMAGAUGE_QC_PICTURES_EVENT_FRAMES_H
 
-#include "qc/pictures/frame_index.h"
 #include "qc/pictures/report_pictures.h"
+#include "qc/pictures/shown_frames.h"
 
 namespace lumagauge::qc {
 
@@ -16,7 +16,7 @@ struct EventFrames {
 
 /// The last frame ahead of the event, the worst one in it, in the middle where no value says which
 /// that is, and the first one behind it.
-inline EventFrames eventFrames(const PictureWish &wish, const FrameIndex &index) {
+inline EventFrames eventFrames(const PictureWish &wish, const ShownFrames &index) {
   const auto ifThere = [&](std::int64_t number) {
     return index.holds(number) ? std::optional(number) : std::nullopt;
   };
@@ -25,7 +25,7 @@ inline EventFrames eventFrames(const PictureWish &wish, const FrameIndex &index)
           ifThere(wish.endFrame + 1)};
 }
 
-inline std::vector<std::int64_t> framesOf(const PictureWish &wish, const FrameIndex &index) {
+inline std::vector<std::int64_t> framesOf(const PictureWish &wish, const ShownFrames &index) {
   const EventFrames frames = eventFrames(wish, index);
   std::vector<std::int64_t> numbers;
   for (const std::optional<std::int64_t> &number : {frames.before, frames.worst, frames.after})

@@ -39,7 +39,7 @@ AVStream &streamOf(const LibavInput &input, int number) {
 } // namespace
 
 FrameSeeker::FrameSeeker(const std::string &path, const SourceOptions &options, int number,
-                         double zero, const FrameIndex &known)
+                         double zero, const ShownFrames &known)
     : index(known), origin(zero), input(path, options), stream(streamOf(input, number)),
       decoder(stream, withOneThread(options), listener), packet(allocated(av_packet_alloc())),
       current(allocated(av_frame_alloc())) {}

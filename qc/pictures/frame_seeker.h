@@ -4,7 +4,7 @@
 #ifndef LUMAGAUGE_QC_PICTURES_FRAME_SEEKER_H
 #define LUMAGAUGE_QC_PICTURES_FRAME_SEEKER_H
 
-#include "qc/pictures/frame_index.h"
+#include "qc/pictures/shown_frames.h"
 #include "qc/source/decoder.h"
 #include "qc/source/libav_input.h"
 
@@ -22,7 +22,7 @@ public:
   /// `origin` is the time stamp, in seconds, of what the index has at time 0. Throws InputError and
   /// std::bad_alloc, as do the members. The index outlives the seeker.
   FrameSeeker(const std::string &input, const SourceOptions &options, int stream, double origin,
-              const FrameIndex &index);
+              const ShownFrames &index);
 
   /// The frame of that number; null where it is not found again, or not in time. Of rising numbers
   /// those up to the next key frame cost one run of the decoder. Valid until the next call.
@@ -41,7 +41,7 @@ private:
   double timeOf(std::int64_t stamp) const;
   bool receive(int &code);
 
-  const FrameIndex &index;
+  const ShownFrames &index;
   double origin;
   LibavInput input;
   AVStream &stream;

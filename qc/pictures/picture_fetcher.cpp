@@ -34,7 +34,7 @@ public:
 
 class SeekingGiver : public FrameGiver {
 public:
-  SeekingGiver(const PictureOrder &order, const FrameIndex &index)
+  SeekingGiver(const PictureOrder &order, const ShownFrames &index)
       : seeker(order.input, order.source, order.stream, *order.origin, index) {}
 
   bool give(std::int64_t number, const Use &use, Deadline deadline) override {
@@ -81,7 +81,7 @@ private:
 /// What the threads have found so far.
 class Finds : public PictureTap {
 public:
-  Finds(const PictureOrder &ordered, const FrameIndex &known) : order(ordered), index(known) {}
+  Finds(const PictureOrder &ordered, const ShownFrames &known) : order(ordered), index(known) {}
 
   void keepForStrip(const AVFrame &frame, std::int64_t number, Scaler &scaler) {
     RgbPicture picture = scaler.show(frame, STRIP_SIDE);
@@ -126,7 +126,7 @@ public:
   }
 
   const PictureOrder &order;
-  const FrameIndex &index;
+  const ShownFrames &index;
   std::set<std::int64_t> stripWanted, eventsWanted; ///< what a source is read from its start for
   std::mutex mutex;                                 ///< guards what follows
   std::map<std::int64_t, RgbPicture> strip;
@@ -138,7 +138,7 @@ public:
   Scaler ownScaler;
 };
 
-std::vector<std::int64_t> stripFrames(const FrameIndex &index) {
+std::vector<std::int64_t> stripFrames(const ShownFrames &index) {
   const std::int64_t count = std::min(static_cast<std::int64_t>(STRIP_PICTURES), index.count());
   std::vector<std::int64_t> numbers;
   for (std::int64_t i = 0; i < count; ++i)
@@ -146,7 +146,7 @@ std::vector<std::int64_t> stripFrames(const FrameIndex &index) {
   return numbers;
 }
 
-std::unique_ptr<FrameGiver> makeGiver(const PictureOrder &order, const FrameIndex &index) {
+std::unique_ptr<FrameGiver> makeGiver(const PictureOrder &order, const ShownFrames &index) {
   if (order.source.raw)
     return std::make_unique<RawGiver>(order);
   return std::make_unique<SeekingGiver>(order, index);
@@ -163,7 +163,7 @@ struct Plan {
   };
   static constexpr std::size_t FEW = 16, KEY_FRAMES_PER_EVENT = 4, STRETCH = 10;
 
-  explicit Plan(const PictureOrder &order, const FrameIndex &index) : places(stripFrames(index)) {
+  explicit Plan(const PictureOrder &order, const ShownFrames &index) : places(stripFrames(index)) {
     std::vector<std::size_t> withKey; // of several in one group of pictures the first one
     for (std::size_t i = 0; i < places.size(); ++i) {
       const auto intra = index.intraUpTo(places[i]);
@@ -323,7 +323,7 @@ ReportPictures gathered(Finds &finds) {
 
 } // namespace
 
-ReportPictures fetchPictures(const PictureOrder &order, const FrameIndex &index) {
+ReportPictures fetchPictures(const PictureOrder &order, const ShownFrames &index) {
   Finds finds(order, index);
   if (index.count() > 0) {
     if (order.source.raw || order.origin)

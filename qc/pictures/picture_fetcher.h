@@ -22,7 +22,7 @@ struct PictureOrder {
 /// A filmstrip over the whole film, coarse at first, and the frames of the events: as far as time
 /// allows, on a few threads. What goes wrong with the file is a `reason` for pictures that are
 /// missing and no more.
-ReportPictures fetchPictures(const PictureOrder &order, const FrameIndex &index);
+ReportPictures fetchPictures(const PictureOrder &order, const ShownFrames &index);
 
 } // namespace lumagauge::qc
 

@@ -4,8 +4,8 @@
 #ifndef LUMAGAUGE_QC_REPORT_HTML_H
 #define LUMAGAUGE_QC_REPORT_HTML_H
 
-#include "qc/pictures/frame_index.h"
 #include "qc/pictures/report_pictures.h"
+#include "qc/pictures/shown_frames.h"
 #include "qc/report/atomic_file.h"
 #include "qc/report/frame_columns.h"
 #include "qc/source/input_file.h"
@@ -51,7 +51,7 @@ MeasuredVideo measuredVideo(const std::string &document);
 
 /// Gives the pictures for a document and its frames.
 using PictureMaker =
-    std::function<ReportPictures(const std::string &document, const FrameIndex &frames)>;
+    std::function<ReportPictures(const std::string &document, const ShownFrames &frames)>;
 
 /// Makes a page from the result in `json`, whose frames are in NAME.csv beside it or in itself.
 /// Throws InputError where they are not, or the file is no such result, and OutputError.

@@ -103,7 +103,7 @@ void remakeReport(const fs::path &json, const fs::path &html, const PictureMaker
   Json document = readDocument(json, nullptr);
   const std::string name = json.stem().string();
   HtmlReport report(html, name, maskOf(document));
-  FrameIndex index;
+  ShownFrames index;
   readFramesOf(json, document, [&](const FrameRecord &record) {
     if (index.count() > 0 && record.frame != index.first + index.count())
       throw InputError("frame " + std::to_string(record.frame) + " is out of order");

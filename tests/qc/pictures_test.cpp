@@ -17,7 +17,7 @@ TEST_F(PicturesTest, OfAFilmThatThereIsLittleTimeForSpanAllOfIt) {
   ffmpeg("-f lavfi -i testsrc2=size=640x360:rate=25:duration=40 -c:v libx264 -preset ultrafast "
          "-bf 0 -g " +
          std::to_string(GROUP) + " film.mp4");
-  FrameIndex index;
+  ShownFrames index;
   for (int i = 0; i < COUNT; ++i) {
     FrameRecord record{.frame = i, .time = i / 25.0, .values = {}};
     record.pictureType = i % GROUP == 0 ? 'I' : 'P';

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 //
 // When the frames of an input were shown, to find them again.
-#ifndef LUMAGAUGE_QC_PICTURES_FRAME_INDEX_H
-#define LUMAGAUGE_QC_PICTURES_FRAME_INDEX_H
+#ifndef LUMAGAUGE_QC_PICTURES_SHOWN_FRAMES_H
+#define LUMAGAUGE_QC_PICTURES_SHOWN_FRAMES_H
 
 #include "qc/record.h"
 
@@ -12,7 +12,7 @@
 namespace lumagauge::qc {
 
 /// Eight bytes and a bit a frame.
-struct FrameIndex {
+struct ShownFrames {
   std::int64_t first = 0;    ///< number of the first frame
   std::vector<double> times; ///< seconds, rising
   std::vector<bool> intra;   ///< I pictures, as far as types are known
