@@ -21,6 +21,9 @@ void printInput(std::ostream &stream, const InputInfo &info, const InputEnd &end
              info.lumaRule, info.range);
   fmt::print(stream, "  {} frames, {}, {:.6g} frames/s ({})\n", judgement.frames,
              clockTime(judgement.duration), info.rate, info.rateOrigin);
+  if (judgement.cadence)
+    fmt::print(stream, "  {:.4g} pictures/s, each shown for {:.4g} frames\n",
+               judgement.cadence->rate, judgement.cadence->framesPerPicture);
   for (const auto *warnings : {&info.warnings, &end.warnings})
     for (const std::string &warning : *warnings)
       fmt::print(stream, "  warning: {}\n", printable(warning));
