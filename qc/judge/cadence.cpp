@@ -140,11 +140,18 @@ void CadenceFinder::look() {
   const Repeats repeats = findRepeats(values, frameTime);
   if (!repeats.areEven)
     return;
-  const double news = static_cast<double>(values.size() - repeats.count);
-  const double each = static_cast<double>(values.size()) / news;
+  // From the first run to the last one, as those at the ends of the window are not counted.
+  const auto firstRepeat = std::find(repeats.isRepeat.begin(), repeats.isRepeat.end(), true);
+  auto lastRun = std::find(repeats.isRepeat.rbegin(), repeats.isRepeat.rend(), true).base() - 1;
+  while (*(lastRun - 1))
+    --lastRun;
+  const auto span = static_cast<double>(lastRun - firstRepeat);
+  const double news = span - static_cast<double>(std::count(firstRepeat, lastRun, true));
+  const double each = span / news;
   least = even == 0 ? each : std::min(least, each);
   most = std::max(most, each);
   even += static_cast<std::int64_t>(values.size());
+  evenFrames += span;
   pictures += news;
 }
 
@@ -154,7 +161,7 @@ std::optional<Cadence> CadenceFinder::finish() {
       static_cast<double>(even) < KEPT_SHARE * static_cast<double>(frames) ||
       most > SAME_RATE * least)
     return std::nullopt;
-  const double each = static_cast<double>(even) / pictures;
+  const double each = evenFrames / pictures;
   return Cadence{.framesPerPicture = each, .rate = 1 / (frameTime * each)};
 }
 

@@ -40,10 +40,10 @@ private:
   std::size_t windowFrames;
   std::vector<double> window; ///< still share of the last frames, of one shot
   std::int64_t shot = 0;
-  std::int64_t frames = 0;    ///< in windows in which something moves
-  std::int64_t even = 0;      ///< of these, in windows with repeats at even distances
-  double pictures = 0;        ///< in `even` frames
-  double least = 0, most = 0; ///< frames a picture, in these windows
+  std::int64_t frames = 0;             ///< in windows in which something moves
+  std::int64_t even = 0;               ///< of these, in windows with repeats at even distances
+  double evenFrames = 0, pictures = 0; ///< from the first to the last repeat of these windows
+  double least = 0, most = 0;          ///< frames a picture, in these windows
 };
 
 } // namespace lumagauge::qc

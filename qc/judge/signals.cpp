@@ -77,8 +77,11 @@ std::optional<Signal> parseSignal(std::string_view text) {
                         : std::find(VIEW_NAMES.begin() + 1, VIEW_NAMES.end(), text.substr(dot + 1));
   if (indicator == INDICATOR_NAMES.end() || view == VIEW_NAMES.end())
     return std::nullopt;
-  return Signal{static_cast<Indicator>(indicator - INDICATOR_NAMES.begin()),
-                static_cast<View>(view - VIEW_NAMES.begin())};
+  const Signal signal{static_cast<Indicator>(indicator - INDICATOR_NAMES.begin()),
+                      static_cast<View>(view - VIEW_NAMES.begin())};
+  if (signal.view == View::repeats && signal.indicator != Indicator::stillShare)
+    return std::nullopt;
+  return signal;
 }
 
 std::string signalName(Signal signal) {
