@@ -163,6 +163,30 @@ def flicker(frames, clean, first, last, random, hertz, levels=20):
         frames.luma[frame] = with_noise(clean.luma[frame], numpy.int16(sign * levels))
 
 
+def repeated(frames, clean, first, last, random, share):
+    """Frames at uneven places show the one before them once more; the first and the last one do."""
+    count = max(3, round(share * (last - first + 1)))
+    inner = random.choice(numpy.arange(first + 1, last), count - 2, replace=False)
+    for at in sorted({first, last, *map(int, inner)}):
+        frames.data[at] = frames.data[at - 1]
+
+
+def late(frames, clean, first, last, random):
+    """Two or three frames in a row wait for the one before them, then the picture leaps on."""
+    at = first
+    while at <= last:
+        end = min(last, at + int(random.integers(1, 3)))
+        frames.data[at:end + 1] = frames.data[at - 1]
+        at = end + int(random.integers(3, 9))
+    frames.data[last] = frames.data[last - 1]
+
+
+def cadence(frames, clean, first, last, random, each):
+    """Every picture for `each` frames on average, as evenly as that goes."""
+    for at in range(first, last + 1):
+        frames.data[at] = clean.data[math.floor(math.floor(at / each) * each)]
+
+
 class NothingPlanted(Exception):
     """The fault does not show in this clip; the message says why."""
 
@@ -179,6 +203,12 @@ FAULTS = [
     Fault("frozen", "0.3 s", ("frozen",), frozen, seconds=0.3, skipped=1),
     Fault("frozen", "1 s", ("frozen",), frozen, skipped=1),
     Fault("frozen", "1 s, noise of 1 level", ("frozen",), partial(frozen, noise=1), skipped=1),
+    Fault("stutter", "1 in 4", ("stutter",), partial(repeated, share=0.25), least=0.01),
+    Fault("stutter", "1 in 8, 2 s", ("stutter",), partial(repeated, share=0.125), seconds=2,
+          least=0.005),
+    Fault("stutter", "late by 2 or 3", ("stutter",), late, least=0.01),
+    *(Fault("cadence", name, ("cadence",), partial(cadence, each=each), seconds=math.inf)
+      for name, each in {"24 in 60": 2.5, "25 in 30": 1.2, "on twos": 2}.items()),
     Fault("black", "level 16", ("black",), uniform),
     Fault("black", "level 20", ("black",), partial(uniform, level=20)),
     Fault("black", "noise of 1 level", ("black",), partial(uniform, level=17, noise=1)),
@@ -239,7 +269,7 @@ def different_blocks(frames, clean, levels=4):
 def plant(fault, clean, random, whole=False):
     """A copy of the frames with the fault, and its first and last frame. Raises NothingPlanted
     where it does not show."""
-    count = min(len(clean), max(1, round(fault.seconds * float(clean.rate))) + fault.skipped)
+    count = min(len(clean), round(max(1, min(len(clean), fault.seconds * float(clean.rate)))) + fault.skipped)
     first = 0 if whole else (len(clean) - count) // 2
     last = len(clean) - 1 if whole else first + count - 1
     frames = clean.copy()

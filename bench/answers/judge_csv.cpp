@@ -104,7 +104,13 @@ Json judged(const Profile &profile, const Result &result) {
   for (const FrameRecord &record : result.records)
     judge.add(record);
   Json events = Json::array();
-  for (const Event &event : judge.finish(result.end).events)
+  const Judgement judgement = judge.finish(result.end);
+  if (judgement.cadence)
+    events.push_back({{"kind", "cadence"},
+                      {"severity", severityName(Severity::info)},
+                      {"start", 0},
+                      {"end", judgement.frames - 1}});
+  for (const Event &event : judgement.events)
     events.push_back({{"kind", event.kind},
                       {"severity", severityName(event.severity)},
                       {"start", event.startFrame},

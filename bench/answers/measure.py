@@ -33,8 +33,10 @@ def lumagauge(program, path, folder, profile="default", options=()):
 
 
 def events(document):
-    """The events of a result, in frames and by time."""
-    return [{"kind": event["kind"], "severity": event["severity"], "start": event["start_frame"],
+    """The events of a result, in frames; a cadence as one over all of them, as it is no event."""
+    last = document["measured"]["frames"] - 1
+    cadence = [{"kind": "cadence", "severity": "info", "start": 0, "end": last}]
+    return cadence * (document["cadence"] is not None) + [{"kind": event["kind"], "severity": event["severity"], "start": event["start_frame"],
              "end": event["end_frame"]} for event in document["events"]]
 
 

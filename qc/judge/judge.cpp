@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/judge.h"
+#include "qc/judge/cadence.h"
 #include "qc/judge/error_events.h"
 #include "qc/judge/following.h"
 #include "qc/judge/not_judged.h"
@@ -28,7 +29,8 @@ void eraseStillWhereFrozen(std::vector<Event> &events) {
 struct Judge::State {
   State(const Profile &judged, const InputInfo &info, std::uint32_t measured)
       : profile(judged), shape{measured, info.width, info.height},
-        following(profile, info, Following::Pace::together), shots(rateOf(info)) {
+        following(profile, info, Following::Pace::together), shots(rateOf(info)),
+        cadence(rateOf(info)) {
     frames.rate = rateOf(info);
   }
   State(const State &) = delete;
@@ -39,6 +41,7 @@ struct Judge::State {
   Following following; ///< over the rules of `profile`
   Summarizer summarizer;
   ShotSummarizer shots;
+  CadenceFinder cadence;
   FrameTimes frames; ///< all of them, to place decode errors
 };
 
@@ -60,6 +63,7 @@ void Judge::add(const FrameRecord &record) {
   s.frames.times.push_back(record.time);
   s.summarizer.add(record);
   s.shots.add(record);
+  s.cadence.add(record);
   s.following.add(record);
 }
 
@@ -71,6 +75,7 @@ Judgement Judge::finish(const InputEnd &end) {
   Judgement judgement;
   judgement.summaries = s.summarizer.finish();
   judgement.shots = s.shots.finish();
+  judgement.cadence = s.cadence.finish();
   judgement.rules = s.profile.rules.size();
   judgement.firstFrame = s.frames.firstFrame;
   judgement.frames = s.shape.frames = static_cast<std::int64_t>(s.frames.times.size());

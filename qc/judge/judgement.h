@@ -34,6 +34,12 @@ struct Shot {
   std::array<std::optional<double>, INDICATOR_COUNT> means;
 };
 
+/// Pictures of a lower rate that are shown again at even distances: a property, not a fault.
+struct Cadence {
+  double framesPerPicture = 1; ///< on average: 2.5 where 24 pictures make 60 frames
+  double rate = 0;             ///< pictures a second
+};
+
 enum class Severity { info, warn, fail };
 
 /// A stretch of frames on which a rule holds.
@@ -71,7 +77,8 @@ enum class Verdict { pass, warn, fail, unmeasured };
 struct Judgement {
   std::array<IndicatorSummary, INDICATOR_COUNT> summaries;
   std::vector<Shot> shots;
-  std::vector<Event> events; ///< by start time
+  std::optional<Cadence> cadence; ///< where the video keeps one
+  std::vector<Event> events;      ///< by start time
   std::vector<BrokenRule> broken;
   std::vector<NotJudged> notJudged; ///< whose indicator has no value at all
   std::size_t rules = 0;            ///< of the profile, these among them

@@ -1,18 +1,20 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/signals.h"
+#include "qc/judge/cadence.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace lumagauge::qc {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> VIEW_NAMES{"value",     "baseline", "rise",       "ratio",
-                                                     "to_before", "to_after", "alternation"};
+constexpr std::array<std::string_view, 8> VIEW_NAMES{
+    "value", "baseline", "rise", "ratio", "to_before", "to_after", "alternation", "repeats"};
 
 /// Fewer frames of a shot than these say nothing about it.
 constexpr std::size_t LEAST_FRAMES = 8;
@@ -20,6 +22,10 @@ constexpr std::size_t LEAST_FRAMES = 8;
 constexpr double BESIDE = 0.25;
 /// Seconds on each side of a frame in which swings are looked for.
 constexpr double SWING_REACH = 0.3;
+/// Seconds on each side of a frame in which repeats are looked for.
+constexpr double REPEAT_REACH = 1;
+/// So many repeats are too few to tell whether their distances are even.
+constexpr std::size_t FEW_REPEATS = 3;
 /// A swing counts where it occurs so often: a flash is one up and one down.
 constexpr std::size_t LEAST_SWINGS = 3;
 
@@ -71,8 +77,11 @@ std::optional<Signal> parseSignal(std::string_view text) {
                         : std::find(VIEW_NAMES.begin() + 1, VIEW_NAMES.end(), text.substr(dot + 1));
   if (indicator == INDICATOR_NAMES.end() || view == VIEW_NAMES.end())
     return std::nullopt;
-  return Signal{static_cast<Indicator>(indicator - INDICATOR_NAMES.begin()),
-                static_cast<View>(view - VIEW_NAMES.begin())};
+  const Signal signal{static_cast<Indicator>(indicator - INDICATOR_NAMES.begin()),
+                      static_cast<View>(view - VIEW_NAMES.begin())};
+  if (signal.view == View::repeats && signal.indicator != Indicator::stillShare)
+    return std::nullopt;
+  return signal;
 }
 
 std::string signalName(Signal signal) {
@@ -160,6 +169,8 @@ std::optional<double> Timeline::operator[](Signal signal) const {
     return value;
   if (signal.view == View::alternation)
     return alternation(signal.indicator);
+  if (signal.view == View::repeats)
+    return repeats(signal.indicator);
   const std::optional<double> usual = signal.view == View::toBefore ? beside(signal.indicator, true)
                                       : signal.view == View::toAfter
                                           ? beside(signal.indicator, false)
@@ -225,6 +236,24 @@ std::optional<double> Timeline::alternation(Indicator indicator) const {
   std::nth_element(heights.begin(), heights.begin() + (LEAST_SWINGS - 1), heights.end(),
                    std::greater<>());
   return heights[LEAST_SWINGS - 1];
+}
+
+std::optional<double> Timeline::repeats(Indicator indicator) const {
+  const auto isNear = [&](std::size_t index) {
+    return index < frames.size() && frames[index].record.shot == current().record.shot &&
+           std::abs(frames[index].record.time - current().record.time) <= REPEAT_REACH;
+  };
+  std::size_t first = position;
+  while (isNear(first - 1)) // wraps below the first frame
+    --first;
+  std::vector<double> values;
+  for (std::size_t i = first; isNear(i); ++i)
+    values.push_back(
+        frames[i].record[indicator].value_or(std::numeric_limits<double>::quiet_NaN()));
+  const Repeats found = findRepeats(values, frameTime);
+  const std::size_t here = position - first;
+  const bool isUneven = found.isRepeat[here] && !found.areEven && found.count > FEW_REPEATS;
+  return isUneven || found.isHitch[here] ? static_cast<double>(found.count) : 0.0;
 }
 
 } // namespace lumagauge::qc

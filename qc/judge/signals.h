@@ -21,6 +21,7 @@ enum class View {
   toBefore,    ///< "blur.to_before": value / median of the quarter of a second before
   toAfter,     ///< "blur.to_after": value / median of the quarter of a second behind
   alternation, ///< "blur.alternation": how far the values swing to and fro around the frame
+  repeats,     ///< "still_share.repeats": repeated frames at uneven places around this one
 };
 
 struct Signal {
@@ -89,6 +90,7 @@ private:
   std::optional<double> baseline(Indicator indicator) const;
   std::optional<double> beside(Indicator indicator, bool before) const;
   std::optional<double> alternation(Indicator indicator) const;
+  std::optional<double> repeats(Indicator indicator) const;
 
   double frameTime;
   Sight sight;

@@ -9,7 +9,8 @@ namespace lumagauge::qc {
 
 Stretch::Stretch(const Profile &judged, const InputInfo &info, std::uint32_t measured)
     : profile(&judged), shape{measured, info.width, info.height}, frameTime(1 / rateOf(info)),
-      shots(rateOf(info)), events(judged.rules.size()), totals(judged.rules.size()) {}
+      shots(rateOf(info)), cadence(rateOf(info)), events(judged.rules.size()),
+      totals(judged.rules.size()) {}
 
 void Stretch::add(const FrameRecord &record) {
   if (shape.frames++ == 0) {
@@ -19,6 +20,7 @@ void Stretch::add(const FrameRecord &record) {
   endTime = record.time + frameTime;
   summarizer.add(record);
   shots.add(record);
+  cadence.add(record);
 }
 
 void Stretch::add(std::size_t rule, const Event &event, std::int64_t heldBefore) {
@@ -33,6 +35,7 @@ Judgement Stretch::finish(const InputEnd &end) {
   Judgement judgement;
   judgement.summaries = summarizer.finish();
   judgement.shots = shots.finish();
+  judgement.cadence = cadence.finish();
   judgement.rules = profile->rules.size();
   judgement.firstFrame = firstFrame;
   judgement.frames = shape.frames;

@@ -4,6 +4,7 @@
 #ifndef LUMAGAUGE_QC_JUDGE_STRETCH_H
 #define LUMAGAUGE_QC_JUDGE_STRETCH_H
 
+#include "qc/judge/cadence.h"
 #include "qc/judge/not_judged.h"
 #include "qc/judge/summary.h"
 #include "qc/judge/verdict.h"
@@ -34,6 +35,7 @@ private:
   std::int64_t firstFrame = 0;
   Summarizer summarizer;
   ShotSummarizer shots;
+  CadenceFinder cadence;
   std::vector<std::vector<Event>> events; ///< by rule
   std::vector<EventTotals> totals;        ///< likewise
 };

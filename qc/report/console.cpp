@@ -31,6 +31,9 @@ void printInput(std::ostream &stream, const InputInfo &info, const InputEnd &end
   if (isPart)
     fmt::print(stream, "  a part of the video: {}; --join makes the whole of its parts\n",
                framesOf(judgement));
+  if (judgement.cadence)
+    fmt::print(stream, "  {:.4g} pictures/s, each shown for {:.4g} frames\n",
+               judgement.cadence->rate, judgement.cadence->framesPerPicture);
   for (const auto *warnings : {&info.warnings, &end.warnings})
     for (const std::string &warning : *warnings)
       fmt::print(stream, "  warning: {}\n", printable(warning));

@@ -101,6 +101,13 @@ Json shotsJson(const std::vector<Shot> &shots) {
   return json;
 }
 
+Json cadenceJson(const std::optional<Cadence> &cadence) {
+  if (!cadence)
+    return nullptr;
+  return {{"frames_per_picture", jsonNumber(cadence->framesPerPicture)},
+          {"rate", jsonNumber(cadence->rate)}};
+}
+
 } // namespace
 
 Json jsonNumber(std::optional<double> value) {
@@ -297,6 +304,7 @@ void JsonWriter::finish(const InputEnd &end, const Judgement &judgement,
        {"warnings", end.warnings},
        {"decode_errors", errors},
        {"summary", summaryJson(judgement.summaries)},
+       {"cadence", cadenceJson(judgement.cadence)},
        {"shots", shotsJson(judgement.shots)},
        {"events", eventsJson(judgement.events)},
        {"broken_rules", brokenJson(judgement.broken)},

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 
 namespace lumagauge::qc {
@@ -121,6 +122,74 @@ TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
   rest[60][I::temporalActivity] = 20;
   rest[60][I::stillShare] = 1;
   EXPECT_EQ(eventsText(judge(loadProfile("default"), rest, 30)), "still 30-59 1000-2000");
+}
+
+/// Four seconds of movement in which the given frames show the picture before once more.
+std::vector<FrameRecord> withRepeats(const std::vector<std::int64_t> &repeats, double rate,
+                                     const Values &values = {}) {
+  std::vector<FrameRecord> records;
+  for (std::int64_t frame = 0; static_cast<double>(frame) < 4 * rate; ++frame) {
+    records.push_back(ordinary(frame, rate));
+    for (const auto &[indicator, value] : values)
+      records.back()[indicator] = value;
+  }
+  for (const std::int64_t frame : repeats) {
+    records[static_cast<std::size_t>(frame)][I::temporalActivity] = 0.2;
+    records[static_cast<std::size_t>(frame)][I::stillShare] = 1;
+  }
+  return records;
+}
+
+/// The frames that repeat a picture where each is shown for `each` frames on average.
+std::vector<std::int64_t> evenRepeats(double each, double rate) {
+  std::vector<std::int64_t> repeats;
+  for (std::int64_t frame = 1; static_cast<double>(frame) < 4 * rate; ++frame)
+    if (std::floor(static_cast<double>(frame) / each) ==
+        std::floor(static_cast<double>(frame - 1) / each))
+      repeats.push_back(frame);
+  return repeats;
+}
+
+std::vector<std::int64_t> without(std::vector<std::int64_t> frames, std::int64_t frame) {
+  std::erase(frames, frame);
+  return frames;
+}
+
+TEST(Repeats, AtUnevenPlacesAreStutterAtEvenOnesACadence) {
+  EXPECT_FALSE(parseSignal("blur.repeats")) << "a repeat is told by what stands still";
+  const std::vector<std::int64_t> uneven{41, 43, 44, 51, 53, 56, 65};
+  const struct {
+    const char *name;
+    std::vector<std::int64_t> repeats;
+    double rate;
+    Values values;
+    std::string events;
+    double framesPerPicture; // 0: no cadence
+  } cases[] = {
+      {"uneven", uneven, 25, {}, "stutter 41-65 1640-2640", 0},
+      {"one hitch", {50, 51, 52}, 30, {}, "stutter 50-52 1667-1767", 0},
+      {"one repeat", {50}, 25, {}, "", 0},
+      {"24 in 60", evenRepeats(2.5, 60), 60, {}, "", 2.5},
+      {"25 in 30", evenRepeats(1.2, 30), 30, {}, "", 1.2},
+      {"on twos", evenRepeats(2, 24), 24, {}, "", 2},
+      {"a key frame over a repeat", without(evenRepeats(1.2, 30), 59), 30, {}, "", 1.2},
+      {"a hitch in a cadence",
+       {2, 7, 12, 17, 22, 27, 32, 37, 42, 43, 44, 47, 52, 57, 62, 67, 72, 77, 82, 87, 92, 97},
+       25,
+       {},
+       "stutter 42-44 1680-1800", // whose two frames count as well
+       100.0 / 78},
+      {"a drawing that is held", uneven, 25, {{I::sharpness, 2.2}}, "", 0},
+      {"hardly any movement", uneven, 25, {{I::stillShare, 0.98}}, "", 0}};
+  for (const auto &[name, repeats, rate, values, events, each] : cases) {
+    const Judgement found = judge(loadProfile("default"), withRepeats(repeats, rate, values), rate);
+    EXPECT_EQ(eventsText(found), events) << name;
+    ASSERT_EQ(found.cadence.has_value(), each > 0) << name;
+    if (found.cadence) {
+      EXPECT_NEAR(found.cadence->framesPerPicture, each, each / 50) << name;
+      EXPECT_NEAR(found.cadence->rate * each, rate, rate / 50) << name;
+    }
+  }
 }
 
 /// What the signal is on frame `at` of a video of one value a frame, 25 frames a second.
