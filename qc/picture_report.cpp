@@ -16,7 +16,7 @@ using Clock = std::chrono::steady_clock;
 /// What pictures may take beyond measuring: a share of its time, and as much in any case. The rest
 /// up to a second and a half is for packing and writing.
 constexpr double SHARE_OF_TIME = 0.08;
-constexpr std::chrono::milliseconds TIME_IN_ANY_CASE{1200};
+constexpr std::chrono::milliseconds TIME_IN_ANY_CASE{1000};
 /// A page that is made anew takes as long as its pictures need, which are limited in number.
 constexpr std::chrono::hours LONG_ENOUGH{1};
 
