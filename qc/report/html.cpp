@@ -169,20 +169,8 @@ Json rowJson(const std::string &name, const Json &document, const std::string &j
   return row;
 }
 
-/// Says of a result of --range that it is a part, among the warnings in the head of the page. A
-/// film has thousands of shots, whose means nobody looks at here.
-Json shownPart(Json document) {
-  if (const auto part = document.find("part"); part != document.end()) {
-    const auto begin = part->at("start_frame").get<std::int64_t>(),
-               frames = document.at("measured").at("frames").get<std::int64_t>();
-    Json &warnings = document.at("warnings");
-    warnings.insert(warnings.begin(),
-                    "This is a part of the video, " +
-                        (frames == 0 ? "of no frames"
-                                     : "frames " + std::to_string(begin) + " to " +
-                                           std::to_string(begin + frames - 1)) +
-                        ": verdict, events and curves are those of the part alone");
-  }
+/// Without what nobody looks at here: a film has thousands of shots.
+Json withoutMeans(Json document) {
   for (Json &shot : document.at("shots"))
     shot.erase("mean");
   return document;
@@ -258,7 +246,7 @@ void HtmlReport::finish(const std::string &text, const std::string &json,
   std::ostream &stream = file.stream();
   stream << REPORT_PAGE.substr(0, marker);
   writeScript(stream, ROW_ID, rowJson(name, document, json, pictures));
-  writeScript(stream, "result", shownPart(document));
+  writeScript(stream, "result", withoutMeans(document));
   writeScript(stream, "frames", framesJson(packed));
   if (pictures != nullptr)
     writeScript(stream, "pictures", picturesJson(*pictures));

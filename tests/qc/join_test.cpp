@@ -250,8 +250,7 @@ TEST_F(Join, CollectingJoinsWhatHasChanged) {
   EXPECT_NE(part.output.find("a.yuv (frames 0 to 19)"), std::string::npos) << part.output;
   if (hasPages()) {
     ASSERT_EQ(shell(PROGRAM " --html-from parts/*.20-.json --html part.html").status, 0);
-    EXPECT_NE(readFile(folder / "part.html").find("a part of the video, frames 20 to 39:"),
-              std::string::npos);
+    EXPECT_NE(readFile(folder / "part.html").find("\"part\":true"), std::string::npos);
   }
   const struct {
     std::string change;

@@ -90,10 +90,11 @@ TEST_F(Output, LackOfMemoryWithinLibavIsAMessageOrChangesNothing) {
         shell("LUMAGAUGE_FAIL_LIBAV=" + std::to_string(number) + " " QC_WITH_FAULTS + run);
     ASSERT_TRUE(answer.status == 0 || answer.status == 2) << answer.status << answer.errors;
     failed += answer.status == 2;
-    if (answer.status == 2)
+    if (answer.status == 2) {
       EXPECT_TRUE(fs::exists(folder / "out/a.mp4.failure"));
-    else if (readFile(folder / "out/a.mp4.csv") != whole)
+    } else if (readFile(folder / "out/a.mp4.csv") != whole) {
       EXPECT_NE(answer.output.find(" missing ("), std::string::npos) << answer.output;
+    }
   }
   EXPECT_GT(failed, 10);
 }
