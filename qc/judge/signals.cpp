@@ -215,16 +215,23 @@ std::optional<double> Timeline::baseline(Indicator indicator) const {
                                          static_cast<double>(values.size() - 1))];
 }
 
-std::optional<double> Timeline::alternation(Indicator indicator) const {
+std::pair<std::size_t, std::size_t> Timeline::framesWithin(double reach) const {
   const auto isNear = [&](std::size_t index) {
     return index < frames.size() && frames[index].record.shot == current().record.shot &&
-           std::abs(frames[index].record.time - current().record.time) <= SWING_REACH;
+           std::abs(frames[index].record.time - current().record.time) <= reach;
   };
-  std::size_t first = position;
+  std::size_t first = position, end = position;
   while (isNear(first - 1)) // wraps below the first frame
     --first;
+  while (isNear(end))
+    ++end;
+  return {first, end};
+}
+
+std::optional<double> Timeline::alternation(Indicator indicator) const {
+  const auto [first, end] = framesWithin(SWING_REACH);
   std::vector<double> values;
-  for (std::size_t i = first; isNear(i); ++i)
+  for (std::size_t i = first; i < end; ++i)
     if (const std::optional<double> &value = frames[i].record[indicator];
         value && std::isfinite(*value))
       values.push_back(*value);
@@ -239,15 +246,9 @@ std::optional<double> Timeline::alternation(Indicator indicator) const {
 }
 
 std::optional<double> Timeline::repeats(Indicator indicator) const {
-  const auto isNear = [&](std::size_t index) {
-    return index < frames.size() && frames[index].record.shot == current().record.shot &&
-           std::abs(frames[index].record.time - current().record.time) <= REPEAT_REACH;
-  };
-  std::size_t first = position;
-  while (isNear(first - 1)) // wraps below the first frame
-    --first;
+  const auto [first, end] = framesWithin(REPEAT_REACH);
   std::vector<double> values;
-  for (std::size_t i = first; isNear(i); ++i)
+  for (std::size_t i = first; i < end; ++i)
     values.push_back(
         frames[i].record[indicator].value_or(std::numeric_limits<double>::quiet_NaN()));
   const Repeats found = findRepeats(values, frameTime);

@@ -9,6 +9,7 @@
 #include "qc/record.h"
 
 #include <deque>
+#include <utility>
 #include <vector>
 
 namespace lumagauge::qc {
@@ -89,6 +90,9 @@ private:
   const std::vector<double> &shotValues(Indicator indicator) const;
   std::optional<double> baseline(Indicator indicator) const;
   std::optional<double> beside(Indicator indicator, bool before) const;
+  /// The frames of the shot up to `reach` seconds from the current one: the first, and behind the
+  /// last.
+  std::pair<std::size_t, std::size_t> framesWithin(double reach) const;
   std::optional<double> alternation(Indicator indicator) const;
   std::optional<double> repeats(Indicator indicator) const;
 
