@@ -75,10 +75,10 @@ Signal ProfileReader::signal(const toml::key &key, const toml::node &value) cons
   const std::string name = string(key, value);
   const std::optional<Signal> found = parseSignal(name);
   if (!found)
-    fail(value.source(),
-         fmt::format("'{}' is no {}; one of {} is expected, alone or with {} "
-                     "behind it",
-                     name, key.str(), fmt::join(INDICATOR_NAMES, ", "), viewNames()));
+    fail(value.source(), fmt::format("'{}' is no {}; one of {} is expected, alone or with {} "
+                                     "behind it ({} goes with {} alone)",
+                                     name, key.str(), fmt::join(INDICATOR_NAMES, ", "), viewNames(),
+                                     ".repeats", "still_share"));
   return *found;
 }
 

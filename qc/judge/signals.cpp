@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 #include "qc/judge/signals.h"
 #include "qc/judge/cadence.h"
+#include "qc/judge/envelope.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -13,8 +14,9 @@ namespace lumagauge::qc {
 
 namespace {
 
-constexpr std::array<std::string_view, 8> VIEW_NAMES{
-    "value", "baseline", "rise", "ratio", "to_before", "to_after", "alternation", "repeats"};
+constexpr std::array<std::string_view, 9> VIEW_NAMES{"value",       "baseline",  "rise",
+                                                     "ratio",       "to_before", "to_after",
+                                                     "alternation", "repeats",   "envelope_ratio"};
 
 /// Fewer frames of a shot than these say nothing about it.
 constexpr std::size_t LEAST_FRAMES = 8;
@@ -24,6 +26,9 @@ constexpr double BESIDE = 0.25;
 constexpr double SWING_REACH = 0.3;
 /// Seconds on each side of a frame in which repeats are looked for.
 constexpr double REPEAT_REACH = 1;
+/// Seconds on each side of a frame in which the worst value tells: half of the usual GOP of 12
+/// pictures at 24 or 25 a second, of 15 at 30.
+constexpr double ENVELOPE_REACH = 0.25;
 /// So many repeats are too few to tell whether their distances are even.
 constexpr std::size_t FEW_REPEATS = 3;
 /// A swing counts where it occurs so often: a flash is one up and one down.
@@ -79,6 +84,9 @@ std::optional<Signal> parseSignal(std::string_view text) {
     return std::nullopt;
   const Signal signal{static_cast<Indicator>(indicator - INDICATOR_NAMES.begin()),
                       static_cast<View>(view - VIEW_NAMES.begin())};
+  if (signal.view == View::envelopeRatio &&
+      INDICATORS[static_cast<std::size_t>(signal.indicator)].worse == Worse::extremes)
+    return std::nullopt;
   if (signal.view == View::repeats && signal.indicator != Indicator::stillShare)
     return std::nullopt;
   return signal;
@@ -171,6 +179,8 @@ std::optional<double> Timeline::operator[](Signal signal) const {
     return alternation(signal.indicator);
   if (signal.view == View::repeats)
     return repeats(signal.indicator);
+  if (signal.view == View::envelopeRatio)
+    return envelopeRatio(signal.indicator);
   const std::optional<double> usual = signal.view == View::toBefore ? beside(signal.indicator, true)
                                       : signal.view == View::toAfter
                                           ? beside(signal.indicator, false)
@@ -243,6 +253,33 @@ std::optional<double> Timeline::alternation(Indicator indicator) const {
   std::nth_element(heights.begin(), heights.begin() + (LEAST_SWINGS - 1), heights.end(),
                    std::greater<>());
   return heights[LEAST_SWINGS - 1];
+}
+
+/// A flat picture has no blocks and no detail, so it takes no part in what is usual.
+std::optional<double> Timeline::envelopeRatio(Indicator indicator) const {
+  const double sign =
+      INDICATORS[static_cast<std::size_t>(indicator)].worse == Worse::lower ? 1 : -1;
+  std::vector<double> values, times;
+  std::optional<std::size_t> here;
+  const auto end = static_cast<std::size_t>(shotEnd - forgotten);
+  for (auto i = static_cast<std::size_t>(shotBegin - forgotten); i < end; ++i) {
+    const FrameRecord &record = frames[i].record;
+    if (!isNumber(record[indicator]) || record[Indicator::blackout].value_or(0) >= 1)
+      continue;
+    if (i == position)
+      here = values.size();
+    values.push_back(sign * *record[indicator]);
+    times.push_back(record.time);
+  }
+  if (!here || values.size() < LEAST_FRAMES)
+    return std::nullopt;
+  std::vector<double> envelope = opening(values, times, ENVELOPE_REACH);
+  const double value = envelope[*here];
+  // The values of an indicator that is worse when higher are negative here, in the opposite order.
+  const auto usual = envelope.begin() +
+                     static_cast<std::ptrdiff_t>(0.75 * static_cast<double>(envelope.size() - 1));
+  std::nth_element(envelope.begin(), usual, envelope.end());
+  return value / *usual;
 }
 
 std::optional<double> Timeline::repeats(Indicator indicator) const {

@@ -15,14 +15,15 @@
 namespace lumagauge::qc {
 
 enum class View {
-  value,       ///< "blur": as measured
-  baseline,    ///< "blur.baseline": what the shot shows around the frame where it is good
-  rise,        ///< "blur.rise": value - baseline
-  ratio,       ///< "blur.ratio": value / baseline
-  toBefore,    ///< "blur.to_before": value / median of the quarter of a second before
-  toAfter,     ///< "blur.to_after": value / median of the quarter of a second behind
-  alternation, ///< "blur.alternation": how far the values swing to and fro around the frame
-  repeats,     ///< "still_share.repeats": repeated frames at uneven places around this one
+  value,         ///< "blur": as measured
+  baseline,      ///< "blur.baseline": what the shot shows around the frame where it is good
+  rise,          ///< "blur.rise": value - baseline
+  ratio,         ///< "blur.ratio": value / baseline
+  toBefore,      ///< "blur.to_before": value / median of the quarter of a second before
+  toAfter,       ///< "blur.to_after": value / median of the quarter of a second behind
+  alternation,   ///< "blur.alternation": how far the values swing to and fro around the frame
+  repeats,       ///< "still_share.repeats": repeated frames at uneven places around this one
+  envelopeRatio, ///< "blur.envelope_ratio": worst of each half second / its usual one
 };
 
 struct Signal {
@@ -94,6 +95,7 @@ private:
   /// last.
   std::pair<std::size_t, std::size_t> framesWithin(double reach) const;
   std::optional<double> alternation(Indicator indicator) const;
+  std::optional<double> envelopeRatio(Indicator indicator) const;
   std::optional<double> repeats(Indicator indicator) const;
 
   double frameTime;

@@ -135,7 +135,10 @@ void Library::putResult(std::optional<std::int64_t> id, const std::string &name,
       throw;
     if (inputId != 0)
       remove(inputId);
-    throw InputError("NAME.json lacks members of a result, or has others in their place");
+    const bool isOurs = dynamic_cast<const InputError *>(&error) != nullptr; // says more
+    throw InputError(std::string("NAME.json lacks members of a result, or has others in their "
+                                 "place") +
+                     (isOurs ? std::string(": ") + error.what() : ""));
   }
 }
 

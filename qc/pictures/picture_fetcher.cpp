@@ -316,6 +316,7 @@ ReportPictures gathered(Finds &finds) {
   pictures.without = finds.order.wishes.size() - pictures.events.size();
   if (pictures.without > 0 || pictures.strip.empty())
     pictures.reason = finds.missed                   ? finds.reason
+                      : finds.index.count() == 0     ? "No picture could be decoded."
                       : isPast(finds.order.deadline) ? "The time that pictures may take was over."
                                                      : "Only the worst events have pictures.";
   return pictures;

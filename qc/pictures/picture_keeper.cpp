@@ -165,10 +165,10 @@ ReportPictures PictureKeeper::finish(const std::vector<PictureWish> &wishes) {
   }
   pictures.without = wishes.size() - pictures.events.size();
   if (pictures.without > 0 || strip.empty())
-    pictures.reason = problem.empty()
-                          ? "The input could be read once only: pictures are kept of the "
-                            "longest events of each kind."
-                          : "The pictures could not be had: " + problem + ".";
+    pictures.reason = !problem.empty() ? "The pictures could not be had: " + problem + "."
+                      : strip.empty()  ? "No picture could be decoded."
+                                       : "The input could be read once only: pictures are kept of "
+                                         "the longest events of each kind.";
   std::vector<RgbPicture> small;
   const std::size_t step = (strip.size() + STRIP_PICTURES - 1) / STRIP_PICTURES;
   for (std::size_t i = 0; i < strip.size(); i += step) {

@@ -21,8 +21,6 @@ namespace {
 constexpr std::size_t MOST_PACKED_BYTES = 4'900'000;
 /// Events in the row of an index.
 constexpr std::size_t MOST_ROW_EVENTS = 40;
-/// What asks for less than the whole video.
-constexpr std::array PART_SETTINGS{"start", "duration", "frames", "range"};
 
 void writeScript(std::ostream &stream, std::string_view id, const Json &data) {
   stream << scriptStart(id) << scriptText(data) << SCRIPT_END << '\n';
@@ -126,18 +124,22 @@ std::vector<std::size_t> worstFirst(const Json &events) {
   return order;
 }
 
-/// Whether less than the whole video was measured.
+/// Whether less than the whole video was measured. What a file says of its duration is not enough:
+/// its sound may be longer, and pictures may be missing.
 bool isOfPart(const Json &document) {
   const Json &settings = document.at("settings"), &whole = document.at("input").at("duration"),
              &measured = document.at("measured");
-  const bool isAsked =
-      std::any_of(PART_SETTINGS.begin(), PART_SETTINGS.end(),
-                  [&](const char *name) { return !settings.value(name, Json()).is_null(); });
+  const auto asked = [&](const char *name) { return settings.value(name, Json()); };
   const std::int64_t frames = measured.at("frames");
-  const double duration = numberOf(measured.at("duration"));
-  const bool isAll = whole.is_number() && frames > 0 &&
-                     duration >= whole.get<double>() - duration / static_cast<double>(frames);
-  return frames > 0 && !isAll && (isAsked || document.value("interrupted", false));
+  if (frames == 0)
+    return false;
+  const double duration = numberOf(measured.at("duration")),
+               frameTime = duration / static_cast<double>(frames);
+  const bool isAll = whole.is_number() && duration >= whole.get<double>() - frameTime,
+             isEnded = asked("frames").is_number() && frames >= asked("frames").get<std::int64_t>(),
+             isAsked = isEnded || !asked("start").is_null() || !asked("duration").is_null() ||
+                       !asked("range").is_null();
+  return !isAll && (isAsked || document.value("interrupted", false));
 }
 
 Json rowJson(const std::string &name, const Json &document, const std::string &json,

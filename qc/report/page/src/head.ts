@@ -96,6 +96,12 @@ function facts({ result }: Report): HTMLElement {
       'Picture',
       `${input.width} × ${input.height}, ${four(rate)} frames/s${input.rate_origin === 'default' ? ' (assumed)' : ''}`,
     ],
+    [
+      'Cadence',
+      result.cadence
+        ? `${four(result.cadence.rate)} pictures/s, each shown for ${four(result.cadence.frames_per_picture)} frames`
+        : null,
+    ],
     ['Coding', `${input.codec} in ${input.format}`],
     ['Samples', `${input.pixel_format}, ${input.bit_depth} bit, range ${input.range}`],
     ['Luma', input.luma],

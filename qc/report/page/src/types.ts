@@ -82,6 +82,7 @@ export interface Result {
   };
   profile: { name: string; rules: Record<string, Rule> };
   measured: { frames: number; duration: number };
+  cadence?: { rate: number; frames_per_picture: number } | null; // absent in older results
   warnings: string[];
   decode_errors: { frame: number; time: number; message: string; kind: string }[];
   summary: Record<string, Summary | null>;
