@@ -6,9 +6,11 @@
 #include "qc/library/plan.h"
 #include "qc/library/result_reader.h"
 #include "qc/report/output.h"
+#include "qc/report/part_file.h"
 #include "qc/report/result_files.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <sys/stat.h>
 
@@ -16,6 +18,7 @@
 #include <map>
 #include <set>
 #include <unordered_set>
+#include <utility>
 
 namespace lumagauge::qc {
 
@@ -58,29 +61,50 @@ std::map<std::string, Found> resultsIn(const fs::path &folder) {
   return found;
 }
 
+/// A part of an input that is split.
+struct Piece {
+  std::string name; ///< of its own result
+  int part = 0;     ///< of the plan
+};
+
 /// What a plan says of its inputs, by name, and the order of these.
 struct Planned {
-  std::vector<std::string> names;
+  std::vector<std::string> names; ///< of an input that is split: that of the whole
   std::unordered_map<std::string, Place> places;
-  std::set<std::string>
-      parts; ///< names of parts of inputs, which stand for the whole in the others
+  std::unordered_map<std::string, std::vector<Piece>> pieces; ///< of the inputs that are split
+  std::set<std::string> pieceNames;
 
   explicit Planned(const std::string &path) {
     if (!path.empty())
-      readPlan(path, [&](PlanEntry entry) {
-        if (entry.range)
-          parts.insert(entry.name);
-        if (entry.range)
-          entry.name = wholeName(entry.name, *entry.range);
-        if (places.try_emplace(entry.name, Place{std::move(entry.path), entry.part}).second)
-          names.push_back(std::move(entry.name));
-      });
+      readPlan(path, [&](PlanEntry entry) { add(std::move(entry)); });
+  }
+  void add(PlanEntry entry) {
+    if (entry.range) {
+      const std::string whole = wholeName(entry.name, *entry.range);
+      pieces[whole].push_back({entry.name, entry.part});
+      pieceNames.insert(std::exchange(entry.name, whole));
+    }
+    const auto [place, isNew] =
+        places.try_emplace(entry.name, Place{std::move(entry.path), entry.part});
+    if (isNew)
+      names.push_back(std::move(entry.name));
+    else if (place->second.part != entry.part)
+      place->second.part.reset(); // it is in none as a whole
   }
   Place placeOf(const std::string &name) const {
     const auto found = places.find(name);
     return found == places.end() ? Place{} : found->second;
   }
 };
+
+/// A result of a part of an input is there, and the CSV that it was written with.
+bool hasPart(const fs::path &json) {
+  try {
+    return readPart(json).has_value();
+  } catch (const InputError &) {
+    return false;
+  }
+}
 
 class Collector {
 public:
@@ -101,6 +125,8 @@ private:
   void put(const std::string &name, const std::string &state, const std::string &reason,
            const std::optional<Stamp> &stamp);
   std::optional<std::int64_t> idOf(const std::string &name) const;
+  std::set<int> openPartsOf(const std::string &name) const;
+  std::vector<int> openParts();
   void arrange(std::vector<BatchRow> &rows) const;
 
   fs::path folder;
@@ -216,11 +242,40 @@ void Collector::takeMissing(const std::string &name) {
   const auto old = known.find(name);
   const Place place = planned.placeOf(name);
   ++collection.missing;
-  if (old == known.end() || old->second.state != "missing" || old->second.place != place)
-    put(name, "missing",
-        fmt::format("there is no result; part {} of the plan was not measured to its end",
-                    place.part.value_or(0)),
-        std::nullopt);
+  // The place does not tell the parts of the plan where they are several.
+  if (old != known.end() && old->second.state == "missing" && old->second.place == place &&
+      place.part)
+    return;
+  const std::set<int> parts = openPartsOf(name);
+  const bool isOne = parts.size() == 1;
+  put(name, "missing",
+      fmt::format("there is no result; {} {} of the plan {} end", isOne ? "part" : "parts",
+                  fmt::join(parts, ", "),
+                  isOne ? "was not measured to its" : "were not measured to their"),
+      std::nullopt);
+}
+
+/// Those parts of the plan that have to be measured again for a planned input without a complete
+/// result.
+std::set<int> Collector::openPartsOf(const std::string &name) const {
+  const auto split = planned.pieces.find(name);
+  if (split == planned.pieces.end())
+    return {planned.places.at(name).part.value()};
+  std::set<int> all, open;
+  for (const Piece &piece : split->second) {
+    all.insert(piece.part);
+    if (!hasPart(ResultPaths(folder, piece.name).json))
+      open.insert(piece.part);
+  }
+  return open.empty() ? all : open; // where all are there they make no whole
+}
+
+std::vector<int> Collector::openParts() {
+  std::set<int> parts;
+  for (const std::string &name : library.unmeasuredNames())
+    if (planned.places.contains(name))
+      parts.merge(openPartsOf(name));
+  return {parts.begin(), parts.end()};
 }
 
 Collection Collector::collect(std::map<std::string, Found> found, const Profile &profile,
@@ -228,7 +283,8 @@ Collection Collector::collect(std::map<std::string, Found> found, const Profile 
   std::set<std::string> all;
   for (const auto &[name, files] : found)
     all.insert(name);
-  const JoinedResults joined = joinResults(folder, all, planned.parts, profile, profileIsChosen);
+  const JoinedResults joined =
+      joinResults(folder, all, planned.pieceNames, profile, profileIsChosen);
   collection.joined = joined.joined;
   if (!joined.parts.empty()) {
     found = resultsIn(folder);
@@ -263,8 +319,7 @@ Collection Collector::collect(std::map<std::string, Found> found, const Profile 
     }
   library.commit();
   collection.rows = library.rows();
-  if (!planned.names.empty())
-    collection.openParts = library.openParts();
+  collection.openParts = openParts();
   arrange(collection.rows);
   return std::move(collection);
 }

@@ -29,10 +29,11 @@ std::optional<std::pair<std::int64_t, std::int64_t>> named(const fs::path &path)
   return std::pair<std::int64_t, std::int64_t>(status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
 }
 
-/// The result is there, and was made after each of the parts.
+/// The result is there with its CSV, and was made after each of the parts.
 bool isUpToDate(const ResultPaths &whole, const Parts &parts) {
   const auto made = named(whole.json);
-  return made && std::all_of(parts.begin(), parts.end(), [&](const ResultPaths &part) {
+  return made && named(whole.csv) &&
+         std::all_of(parts.begin(), parts.end(), [&](const ResultPaths &part) {
            const auto time = named(part.json);
            return !time || *time <= *made;
          });

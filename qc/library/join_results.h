@@ -17,9 +17,9 @@ struct JoinedResults {
 };
 
 /// Makes the results of whole inputs of those of their parts, all in one folder: NAME.A-B.json and
-/// the like become NAME.json, unless that is newer than all of them. `names` are those of the
-/// folder's results and failures, `planned` those of a plan's parts of inputs. Where parts do not
-/// make a whole NAME.failure says why. Throws OutputError.
+/// the like become NAME.json, unless that is there with its CSV, newer than all of them. `names`
+/// are those of the folder's results and failures, `planned` those of a plan's parts of inputs.
+/// Where parts do not make a whole NAME.failure says why. Throws OutputError.
 JoinedResults joinResults(const std::filesystem::path &folder, const std::set<std::string> &names,
                           const std::set<std::string> &planned, const Profile &profile,
                           bool profileIsChosen);

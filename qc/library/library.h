@@ -62,9 +62,8 @@ public:
   void setPlace(std::int64_t id, const Place &place);
   void remove(std::int64_t id);
 
-  std::vector<BatchRow> rows(); ///< of all inputs, by name
-  /// In ascending order: those in which an input has no complete result.
-  std::vector<int> openParts();
+  std::vector<BatchRow> rows();               ///< of all inputs, by name
+  std::vector<std::string> unmeasuredNames(); ///< of all inputs without a complete result
   void commit();
 
 private:

@@ -89,13 +89,12 @@ std::vector<BatchRow> Library::rows() {
   return rows;
 }
 
-std::vector<int> Library::openParts() {
-  std::vector<int> parts;
-  Statement statement(database, "SELECT DISTINCT part FROM inputs WHERE part IS NOT NULL AND state "
-                                "<> 'measured' ORDER BY part");
+std::vector<std::string> Library::unmeasuredNames() {
+  std::vector<std::string> names;
+  Statement statement(database, "SELECT name FROM inputs WHERE state <> 'measured'");
   for (bool isThere = statement(); isThere; isThere = statement.next())
-    parts.push_back(static_cast<int>(statement.integer(0)));
-  return parts;
+    names.push_back(unescapedText(statement.text(0)));
+  return names;
 }
 
 void Library::putFrames(const std::filesystem::path &csv) {

@@ -93,13 +93,14 @@ template <class Number> Number positive(const Json &json, const char *name) {
   return value.get<Number>();
 }
 
-/// Of a name or a path, neither of which can hold a zero byte.
+/// Of a name or a path, neither of which is empty or can hold a zero byte.
 std::string bytesOf(const Json &json, const char *name) {
   const Json &value = memberOf(json, name);
   const std::string bytes = value.is_string() ? unescapedText(value.get<std::string>()) : "";
   if (bytes.empty() || bytes.find('\0') != std::string::npos)
     throw InputError(
-        fmt::format("\"{}\" is {}, expected a text without zero bytes", name, jsonText(value)));
+        fmt::format("\"{}\" is {}, expected a text that is not empty and has no zero bytes", name,
+                    jsonText(value)));
   return bytes;
 }
 

@@ -241,6 +241,34 @@ TEST_F(Join, PlansDivideLongInputsAndCollectingJoinsThem) {
   EXPECT_TRUE(joined == readFile(folder / "whole/long.mp4.csv"));
 }
 
+TEST_F(Join, PartsOfThePlanToMeasureAgainAreThoseOfWhatIsMissing) {
+  writeFile(folder / "a.yuv", std::string(40 * 384, 'a'));
+  const std::string raw = " --raw --size 16x16",
+                    measure = PROGRAM " --from-plan plan -o parts" + raw + " --part ";
+  ASSERT_EQ(call("--plan plan --parts 2 --split 20f a.yuv" + raw).status, 0);
+  std::filesystem::create_directory(folder / "parts");
+  const struct {
+    std::string change, state, parts;
+  } steps[] = {{"true", "missing|there is no result; parts 1, 2 of the plan were", "1,2"},
+               {measure + "1", "failed|the frames from 20 on are missing", "2"},
+               {measure + "2; rm parts/*.0-20.*", "failed|frames 0 to 19 are missing", "1"},
+               {measure + "1; for f in parts/*.20-.csv; do echo >> $f; done", "failed|", "2"},
+               {"touch a.yuv; " + measure + "2", "failed|", "1,2"}, // of another file than part 1
+               {measure + "1", "measured|", ""}};
+  for (const auto &[change, state, parts] : steps) {
+    SCOPED_TRACE(change);
+    shell(change);
+    const std::string said = call("--collect parts --plan plan").output,
+                      again = "parts to measure again: ";
+    const std::size_t at = said.find(again);
+    EXPECT_EQ(at == std::string::npos ? "" : said.substr(at + again.size()),
+              parts.empty() ? "" : parts + "\n");
+    const std::string now =
+        shell("sqlite3 parts/library.sqlite 'SELECT state, reason, part FROM inputs'").output;
+    EXPECT_TRUE(now.starts_with(state) && now.ends_with("|\n")) << now; // it is in no one part
+  }
+}
+
 TEST_F(Join, CollectingJoinsWhatHasChanged) {
   writeFile(folder / "a.yuv", std::string(40 * 384, 'a'));
   const std::string raw = " --raw --size 16x16 ", measure = PROGRAM " -o parts" + raw;
@@ -260,6 +288,7 @@ TEST_F(Join, CollectingJoinsWhatHasChanged) {
       {"true", 1, 1, "measured|"},
       {"true", 0, 0, "measured|"},
       {"rm parts/a.yuv-????????????????.json", 1, 1, "measured|"},
+      {"rm parts/a.yuv-????????????????.csv", 1, 1, "measured|"},
       {PROGRAM " --quiet --from-plan plan --part 1 -o parts" + raw, 1, 1, "measured|"},
       {"rm parts/*.0-20.*", 0, 0, "measured|"}, // the whole has it
       {"rm parts/*-????????????????.[cjf]*", 1, 0, "failed|frames 0 to 19 are missing"},

@@ -166,6 +166,10 @@ long_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"long.*/\1/p' all.plan)
 killed_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"killed.*/\1/p' all.plan)
 broken_part=$(sed -n 's/.*"part":\([0-9]*\),"name":"vanishes.*/\1/p' all.plan)
 rm in/vanishes.yuv
+# The least of those that are neither killed nor fail.
+ended_part=$(printf '%s\n' {1..4} | grep -vxm 1 -e "$long_part" -e "$killed_part" -e "$broken_part")
+ended=$(sed -n "s/.*\"part\":$ended_part,\"name\":\"\(.\).*/\1/p" all.plan | head -n 1)
+again=$(printf '%s\n' "$broken_part" "$ended_part" | sort -n | paste -sd ,)
 touch "held-$long_part" "held-$killed_part"
 
 "$script" all.plan -o out --cpus 1 --retries 1 --wait -- "${options[@]}" >wait.out 2>wait.err &
@@ -189,16 +193,22 @@ kill -KILL "${doomed[@]}"
 scontrol update NodeName="$node" State=DOWN Reason="killed" # what Slurm finds after a timeout
 [[ ! -e $(echo out/long.yuv-*.json) ]] || wrong "the long input was measured before its node was killed"
 
+# A result is lost of a part that has ended.
+until_true 60 grep -q "^== part $ended_part ended\$" out/slurm/*_"$ended_part".log || wrong "part $ended_part did not end"
+mkdir lost
+mv out/"$ended"*.csv lost
+
 status=0
 wait "$waiting" || status=$?
 [[ $status == 2 ]] || wrong "status $status of a batch with an input that cannot be measured"
 grep -q "^unmeasured .*/in/vanishes.yuv .*No such file" wait.out || wrong "the lost input is not named"
-grep -q "^parts to measure again: $broken_part\$" wait.out || wrong "the part that failed is not named"
+grep -q "^parts to measure again: $again\$" wait.out || wrong "the parts without results are not named"
 grep -q "^parts whose scripts were killed: $killed_part; they" wait.out || wrong "the part of the killed script was not submitted again"
 grep -q "try 2" out/slurm/*_"$long_part".log || wrong "the part of the killed node was not put back"
 grep -q "given up" out/slurm/*_"$broken_part".log || wrong "the failing part was not given up"
 
 # All others as by one run, and each once.
+mv lost/* out
 "$program" -o one --quiet "${options[@]}" --recursive "$folder/in" >/dev/null
 for result in one/*.csv one/*.json; do
   name=${result#one/} ending=${result##*.}
@@ -210,4 +220,13 @@ done
 count=$(find out -maxdepth 1 -type f ! -name '*.part' -printf x | wc -c) # a kill may leave such ones
 # Two files each of seven inputs, one of what failed, summary.csv and library.sqlite.
 [[ $count == 17 ]] || wrong "$count files are in the folder of the results: $(ls out)"
+
+# The first job that collects is put back, as when its node died after it had submitted the killed part.
+job=$(sed -n 's/^collecting: job //p' wait.out | head -n 1)
+mv out/killed*.csv lost
+said=$(grep job "out/slurm/$job.log")
+scontrol requeue "$job"
+was_put_back() { [[ $(scontrol --oneliner show job "$job") =~ JobState=FAILED.*Restarts=1 ]]; }
+until_true 60 was_put_back || wrong "collecting did not start again"
+[[ $(grep job "out/slurm/$job.log") == "$said" ]] || wrong "the killed part was submitted twice"
 echo "a node and a script were killed and a part given up in $SECONDS s"
