@@ -160,8 +160,8 @@ class Tool:
 def read_output(out, name, status, said):
     """Rows of the CSV, the fifteen values of a frame each, and the JSON, held against each other."""
     files = sorted(file.name for file in out.iterdir())
-    if status == 2 and not files:
-        if not said.strip():
+    if status == 2 and files == [f"{name}.failure"]:
+        if not said.strip() or not json.loads((out / files[0]).read_bytes())["reason"]:
             raise ValueError("status 2 without a message")
         return [], None
     if files != [f"{name}.csv", f"{name}.json"]:
