@@ -62,7 +62,8 @@ Decoder::Decoder(const AVStream &stream, const SourceOptions &options, DecoderLi
 #endif
   context->pkt_timebase = stream.time_base;
   context->max_pixels = maxDecodedPixels(options);
-  context->thread_count = options.decodeThreads;
+  // Of damaged MPEG-4 Part 2 several threads make other pictures from run to run, without a word.
+  context->thread_count = parameters.codec_id == AV_CODEC_ID_MPEG4 ? 1 : options.decodeThreads;
   // The exact crop also where its left edge is not aligned in memory.
   context->flags |= AV_CODEC_FLAG_BITEXACT | AV_CODEC_FLAG_UNALIGNED;
   checkLibav(avcodec_open2(context.get(), codec, nullptr), failure);
