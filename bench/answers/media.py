@@ -31,7 +31,7 @@ def run(command, stdin=None):
     source = {"input": stdin} if stdin is not None else {"stdin": subprocess.DEVNULL}
     done = subprocess.run(words, capture_output=True, check=False, **source)
     if done.returncode != 0:
-        raise MediaError(f"{' '.join(words)}\n{done.stderr.decode(errors='replace').strip()}")
+        raise MediaError(f"{' '.join(words)[:400]}\n{done.stderr.decode(errors='replace').strip()}")
     return done.stdout
 
 

@@ -37,7 +37,8 @@ std::string lackOfValues(const Rule &rule,
                          const MeasuredShape &shape) {
   std::vector<Indicator> needed;
   for (const Condition &condition : rule.conditions)
-    needed.push_back(condition.signal.indicator);
+    for (const Indicator indicator : indicatorsOf(condition.signal))
+      needed.push_back(indicator);
   const auto isLeftOut = [&](Indicator indicator) {
     return (shape.indicators & bit(indicator)) == 0;
   };

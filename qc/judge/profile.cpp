@@ -76,7 +76,7 @@ Signal ProfileReader::signal(const toml::key &key, const toml::node &value) cons
   const std::optional<Signal> found = parseSignal(name);
   if (!found)
     fail(value.source(), fmt::format("'{}' is no {}; one of {} is expected, alone or with {} "
-                                     "behind it ({} goes with {} alone)",
+                                     "behind it ({} goes with {} alone), or drawn",
                                      name, key.str(), fmt::join(INDICATOR_NAMES, ", "), viewNames(),
                                      ".repeats", "still_share"));
   return *found;

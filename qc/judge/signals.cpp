@@ -14,9 +14,13 @@ namespace lumagauge::qc {
 
 namespace {
 
+/// As they stand behind an indicator's name.
 constexpr std::array<std::string_view, 9> VIEW_NAMES{"value",       "baseline",  "rise",
                                                      "ratio",       "to_before", "to_after",
                                                      "alternation", "repeats",   "envelope_ratio"};
+/// A signal of its own.
+constexpr std::string_view DRAWN_NAME = "drawn";
+constexpr Signal DRAWN{Indicator::sharpness, View::drawn};
 
 /// Fewer frames of a shot than these say nothing about it.
 constexpr std::size_t LEAST_FRAMES = 8;
@@ -31,6 +35,8 @@ constexpr double REPEAT_REACH = 1;
 constexpr double ENVELOPE_REACH = 0.25;
 /// So many repeats are too few to tell whether their distances are even.
 constexpr std::size_t FEW_REPEATS = 3;
+/// Edges are as hard as that where nothing else tells drawings from what a camera shows.
+constexpr double SHARPNESS_OF_DRAWINGS = 2;
 /// A swing counts where it occurs so often: a flash is one up and one down.
 constexpr std::size_t LEAST_SWINGS = 3;
 
@@ -74,6 +80,8 @@ std::vector<double> swings(const std::vector<double> &values) {
 } // namespace
 
 std::optional<Signal> parseSignal(std::string_view text) {
+  if (text == DRAWN_NAME)
+    return DRAWN;
   const std::size_t dot = text.find('.');
   const auto indicator =
       std::find(INDICATOR_NAMES.begin(), INDICATOR_NAMES.end(), text.substr(0, dot));
@@ -93,10 +101,18 @@ std::optional<Signal> parseSignal(std::string_view text) {
 }
 
 std::string signalName(Signal signal) {
+  if (signal.view == View::drawn)
+    return std::string(DRAWN_NAME);
   const std::string_view name = INDICATOR_NAMES[static_cast<std::size_t>(signal.indicator)];
   if (signal.view == View::value)
     return std::string(name);
   return fmt::format("{}.{}", name, VIEW_NAMES[static_cast<std::size_t>(signal.view)]);
+}
+
+std::vector<Indicator> indicatorsOf(Signal signal) {
+  if (signal.view == View::drawn)
+    return {Indicator::sharpness, Indicator::flatShare};
+  return {signal.indicator};
 }
 
 std::string viewNames() {
@@ -172,6 +188,8 @@ bool Timeline::isInShot(std::size_t index) const {
 }
 
 std::optional<double> Timeline::operator[](Signal signal) const {
+  if (signal.view == View::drawn)
+    return drawn();
   const std::optional<double> &value = current().record[signal.indicator];
   if (signal.view == View::value || !value)
     return value;
@@ -217,12 +235,27 @@ const std::vector<double> &Timeline::shotValues(Indicator indicator) const {
   return window.sorted;
 }
 
-std::optional<double> Timeline::baseline(Indicator indicator) const {
+std::optional<double> Timeline::quantile(Indicator indicator, double share) const {
   const std::vector<double> &values = shotValues(indicator);
-  if (values.size() < LEAST_FRAMES)
+  if (values.empty())
     return std::nullopt;
-  return values[static_cast<std::size_t>(goodShare(indicator) *
-                                         static_cast<double>(values.size() - 1))];
+  return values[static_cast<std::size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+std::optional<double> Timeline::baseline(Indicator indicator) const {
+  if (shotValues(indicator).size() < LEAST_FRAMES)
+    return std::nullopt;
+  return quantile(indicator, goodShare(indicator));
+}
+
+/// Edges harder than a lens makes, or ground without the grain of a sensor, or some of both. A few
+/// frames tell: damage that looks like a cut makes a short shot, which is a camera's all the same.
+std::optional<double> Timeline::drawn() const {
+  const std::optional<double> edges = quantile(Indicator::sharpness, 0.5);
+  const std::optional<double> flat = quantile(Indicator::flatShare, 0.5);
+  if (!edges || !flat)
+    return std::nullopt;
+  return *edges / SHARPNESS_OF_DRAWINGS + *flat;
 }
 
 std::pair<std::size_t, std::size_t> Timeline::framesWithin(double reach) const {

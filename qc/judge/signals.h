@@ -24,6 +24,7 @@ enum class View {
   alternation,   ///< "blur.alternation": how far the values swing to and fro around the frame
   repeats,       ///< "still_share.repeats": repeated frames at uneven places around this one
   envelopeRatio, ///< "blur.envelope_ratio": worst of each half second / its usual one
+  drawn,         ///< "drawn", of the shot: 1 and more for drawings, titles and screens
 };
 
 struct Signal {
@@ -31,9 +32,11 @@ struct Signal {
   View view = View::value;
 };
 
-/// "blur", "blur.ratio"; empty where the text names no signal.
+/// "blur", "blur.ratio", "drawn"; empty where the text names no signal.
 std::optional<Signal> parseSignal(std::string_view text);
 std::string signalName(Signal signal);
+/// What the signal is made of.
+std::vector<Indicator> indicatorsOf(Signal signal);
 /// What may stand behind an indicator's name, as messages list it.
 std::string viewNames();
 
@@ -90,6 +93,9 @@ private:
   bool isInShot(std::size_t index) const;
   const std::vector<double> &shotValues(Indicator indicator) const;
   std::optional<double> baseline(Indicator indicator) const;
+  /// The value that `share` of the shot's are below, as far as it is seen.
+  std::optional<double> quantile(Indicator indicator, double share) const;
+  std::optional<double> drawn() const;
   std::optional<double> beside(Indicator indicator, bool before) const;
   /// The frames of the shot up to `reach` seconds from the current one: the first, and behind the
   /// last.

@@ -84,6 +84,29 @@ TEST(ShippedProfiles, LeaveWhatOnlyResemblesAFaultAlone) {
   EXPECT_EQ(eventsText(judge(loadProfile("default"), rest, 30)), "still 30-59 1000-2000");
 }
 
+TEST(ShippedProfiles, LetDrawingsAndScreensRestInParts) {
+  const struct {
+    const char *name;
+    Values values;
+    std::string filmed;
+  } cases[] = {
+      {"rows at rest", {{I::staleRows, 0.1}}, "slice_error 30-59 1000-2000"},
+      {"a few blocks", {{I::blockDamage, 0.004}}, "block_loss 30-59 1000-2000"},
+      {"blocks", {{I::blockDamage, 0.01}}, "block_loss 30-59 1000-2000"},
+      {"softer", {{I::sharpness, 0.3}, {I::temporalActivity, 4}}, "blurred 30-59 1000-2000"}};
+  for (const auto &[name, values, filmed] : cases)
+    for (const bool isDrawn : {false, true}) {
+      std::vector<FrameRecord> records = withFault(values);
+      for (FrameRecord &record : records)
+        if (isDrawn)
+          record[I::flatShare] = 0.9;
+      // So many blocks are no drawing's.
+      EXPECT_EQ(eventsText(judge(loadProfile("default"), records, 30)),
+                isDrawn && name != std::string("blocks") ? "" : filmed)
+          << name << (isDrawn ? ", drawn" : "");
+    }
+}
+
 /// Every twelfth picture shows its grid, and from 24 to 59 as `coarse` says.
 std::vector<FrameRecord> withGop(double usual, double coarse) {
   std::vector<FrameRecord> records = withFault({});
@@ -195,6 +218,33 @@ std::vector<double> stretch(double usual, double strange, double strange2, int t
   return values;
 }
 
+TEST(Signals, TellDrawingsByTheMostOfAShot) {
+  const struct {
+    const char *name;
+    double sharpness, flatShare;
+    std::optional<double> expected;
+  } cases[] = {{"camera", 1, 0.125, 0.625},
+               {"screen", 1.5, 0.75, 1.5},
+               {"hard edges", 2, 0, 1},
+               {"not measured", 1, -1, {}}};
+  for (const auto &[name, sharpness, flatShare, expected] : cases)
+    for (const int frames : {3, 100}) {
+      Timeline timeline(25);
+      for (int i = 0; i < frames; ++i) {
+        FrameRecord record{.time = i / 25.0, .values = {}};
+        record[I::sharpness] = i == 1 ? 9 : sharpness; // one strange frame does not tell
+        if (flatShare >= 0)
+          record[I::flatShare] = flatShare;
+        timeline.add(record);
+      }
+      timeline.finish();
+      ASSERT_TRUE(timeline.advance());
+      EXPECT_EQ(timeline[*parseSignal("drawn")], expected) << name << ", " << frames;
+    }
+  EXPECT_EQ(signalName(*parseSignal("drawn")), "drawn");
+  EXPECT_EQ(indicatorsOf(*parseSignal("drawn")), (std::vector{I::sharpness, I::flatShare}));
+}
+
 TEST(Signals, PutAValueIntoItsContext) {
   std::vector<double> flash(100, 100), ramp(100);
   flash[50] = 200;
@@ -224,7 +274,8 @@ TEST(Signals, PutAValueIntoItsContext) {
   for (const auto &[signal, values, at, cut, expected] : cases)
     EXPECT_EQ(signalAt(signal, values, at, cut), expected) << signal << " at " << at;
   EXPECT_EQ(signalName(*parseSignal("blur.ratio")), "blur.ratio");
-  for (const char *wrong : {"blur.", "blur.value", "blurr", "", ".rise", "exposure.envelope_ratio"})
+  for (const char *wrong : {"blur.", "blur.value", "blurr", "", ".rise", "exposure.envelope_ratio",
+                            "sharpness.drawn", "drawn.rise"})
     EXPECT_FALSE(parseSignal(wrong)) << wrong;
 }
 
