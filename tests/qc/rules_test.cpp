@@ -48,6 +48,7 @@ TEST(ShippedProfiles, FindAFaultFromItsFirstToItsLastFrame) {
       {"blurred", {{I::sharpness, 0.3}, {I::temporalActivity, 4}}, 0.3},
       {"blurred", {{I::blur, 40}}, 1},
       {"noisy", {{I::noise, 6}, {I::grain, 5}}, 6},
+      {"noisy", {{I::noise, 6}, {I::grain, 5}, {I::spatialActivity, 160}}, 6},
       {"overexposed", {{I::clippedHigh, 0.5}}, 0.5},
       {"clipped", {{I::clippedHigh, 0.1}}, 0.1},
       {"underexposed", {{I::exposure, 36}}, 36},
